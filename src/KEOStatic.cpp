@@ -1,0 +1,414 @@
+#include "KEOStatic.h"
+
+#include "KEOContextData.h"
+#include "KEOMobileConfig.h"
+#include "KEOSharedPreferences.h"
+
+#include <bb/device/CellularNetworkInfo>
+#include <bb/device/DisplayInfo>
+#include <bb/device/HardwareInfo>
+#include <bps/deviceinfo.h>
+#include <bps/locale.h>
+
+#include <QDateTime>
+#include <QList>
+#include <QRegExp>
+#include <QUrl>
+#include <QUuid>
+
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+#include <libxml/xpathInternals.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <pthread.h>
+#include <unistd.h>
+
+static const char *ERROR_PREFIX = "KEOMobile Error: ";
+static const char *DEBUG_PREFIX = "KEOMobile Debug: ";
+
+// The namespace of the platform's application descriptor.
+static const char *BAR_NAMESPACE = "http://www.qnx.com/schemas/application/1.0";
+
+static QString _timestamp;
+static pthread_once_t _timestamp_pred = PTHREAD_ONCE_INIT;
+
+static QString _userAgent;
+static pthread_once_t _userAgent_pred = PTHREAD_ONCE_INIT;
+static QString _osVersion;
+static pthread_once_t _osVersion_pred = PTHREAD_ONCE_INIT;
+static QString _operatingSystem;
+static pthread_once_t _operatingSystem_pred = PTHREAD_ONCE_INIT;
+static QString _platformName;
+static pthread_once_t _platformName_pred = PTHREAD_ONCE_INIT;
+static QString _carrierName;
+static pthread_once_t _carrierName_pred = PTHREAD_ONCE_INIT;
+static QString _resolution;
+static pthread_once_t _resolution_pred = PTHREAD_ONCE_INIT;
+static QString _locale;
+static pthread_once_t _locale_pred = PTHREAD_ONCE_INIT;
+static QString _applicationID;
+static QString _applicationName;
+static QString _applicationVersion;
+static pthread_once_t _applicationID_pred = PTHREAD_ONCE_INIT;
+
+static QString _aid;
+static pthread_once_t _serverVID_pred = PTHREAD_ONCE_INIT;
+
+// ---------------------------------------------------------------------------------------
+// Logging
+
+static void writeLine(FILE *stream, const char *prefix, const char *format, va_list args) {
+    fwrite(prefix, 1, strlen(prefix), stream);
+    vfprintf(stream, format, args);
+    fputc('\n', stream);
+    fflush(stream);
+}
+
+void KEOStatic::logError(const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    writeLine(stderr, ERROR_PREFIX, format, args);
+    va_end(args);
+}
+
+void KEOStatic::logDebug(const char *format, ...) {
+    if (!KEOMobileConfig::sharedInstance()->getDebugLogging())
+        return;
+    va_list args;
+    va_start(args, format);
+    writeLine(stdout, DEBUG_PREFIX, format, args);
+    va_end(args);
+}
+
+// ---------------------------------------------------------------------------------------
+// Time
+
+long KEOStatic::timeSince1970() {
+    return static_cast<long>(QDateTime::currentMSecsSinceEpoch() / 1000);
+}
+
+static void _initTimestamp() {
+    time_t current_time = time(nullptr);
+    struct tm *timeinfo = localtime(&current_time);
+    long offset = timeinfo->tm_gmtoff;
+    // Minutes that local time lies behind UTC: east of UTC is negative.
+    long minutesBehind = -(offset / 60);
+    _timestamp = QString("00/00/0000 00:00:00 0 %1").arg(QString::number(minutesBehind, 10), 0, ' ');
+}
+
+QString KEOStatic::timestampString() {
+    pthread_once(&_timestamp_pred, _initTimestamp);
+    return _timestamp;
+}
+
+// ---------------------------------------------------------------------------------------
+// Working directory
+
+char *KEOStatic::getCurrentWorkingDirectory() {
+    // One buffer per thread, so that concurrent callers never overwrite each other's text.
+    static thread_local char buffer[1025];
+    return getcwd(buffer, sizeof(buffer));
+}
+
+// ---------------------------------------------------------------------------------------
+// Device and application facts
+
+static void initRawOSVersion() {
+    // Null beforehand, so that a failed fetch reads as an empty version.
+    deviceinfo_details_t *details = nullptr;
+    if (deviceinfo_get_details(&details) == -1)
+        KEOStatic::logError("Failed to get device os version(%d", errno);
+    _osVersion = QString(deviceinfo_details_get_device_os_version(details));
+    deviceinfo_free_details(&details);
+}
+
+static void _initPlatformName() {
+    bb::device::HardwareInfo info;
+    _platformName = info.deviceName();
+}
+
+static void _initUserAgent() {
+    // The platform is asked before the OS version.
+    const QString platform = KEOStatic::getPlatform();
+    const QString osVersion = KEOStatic::getRawOSVersion();
+    _userAgent = QString("User-Agent: Mozilla/5.0 (BB10; %1) AppleWebKit/537.10+ (KHTML, like "
+                         "Gecko) Version/%2 Mobile Safari/537.10+")
+                     .arg(platform, osVersion);
+}
+
+static void _initOperatingSystem() {
+    _operatingSystem = QString("%1 %2").arg(QString("BB"), KEOStatic::getRawOSVersion());
+}
+
+static void _initCarrierName() {
+    bb::device::CellularNetworkInfo *info = new bb::device::CellularNetworkInfo();
+    const QString name = info->name();
+    delete info;
+    _carrierName = name.isEmpty() ? QString("unknown") : name;
+}
+
+static void _initResolution() {
+    bb::device::DisplayInfo widthInfo;
+    const QString width = QString::number(widthInfo.pixelSize().width());
+    bb::device::DisplayInfo heightInfo;
+    const QString height = QString::number(heightInfo.pixelSize().height());
+    _resolution = QString("%1x%2").arg(width, height);
+}
+
+static void _initLocale() {
+    // Null beforehand, so that releasing it after a failure is harmless.
+    char *locale = nullptr;
+    QString text;
+    if (locale_get_locale(&locale) == 0)
+        text = QString(locale);
+    else
+        text = QString("en_US");
+    text.replace(QChar('_'), QChar('-'), Qt::CaseSensitive);
+    _locale = text.toLower();
+    bps_free(locale);
+}
+
+static void _initApplicationID() {
+    const char *cwd = KEOStatic::getCurrentWorkingDirectory();
+    // Built without a fixed buffer, so that a long working directory cannot overflow it.
+    const QByteArray barFile = QString::asprintf("%s/app/native/bar-descriptor.xml", cwd ? cwd : "")
+                                   .toUtf8();
+    xmlDocPtr doc = xmlParseFile(barFile.constData());
+    if (doc == nullptr) {
+        KEOStatic::logError("Unable to load bar file(%d)", errno);
+        return;
+    }
+    xmlXPathContextPtr xpathCtx = xmlXPathNewContext(doc);
+    if (xpathCtx == nullptr) {
+        KEOStatic::logError("Cannot load bar file (unable to create context)");
+        xmlFreeDoc(doc);
+        return;
+    }
+    if (xmlXPathRegisterNs(xpathCtx, BAD_CAST "ns", BAD_CAST BAR_NAMESPACE) != 0) {
+        KEOStatic::logError("Cannot load bar file (unable to register namespace)");
+        xmlXPathFreeContext(xpathCtx);
+        xmlFreeDoc(doc);
+        return;
+    }
+    xmlXPathObjectPtr xpathObj = xmlXPathEvalExpression(
+        BAD_CAST "/ns:qnx/*[self::ns:name[1] or self::ns:versionNumber[1]]", xpathCtx);
+    if (xpathObj == nullptr) {
+        // The message has a number and no value for it; 0 stands in.
+        KEOStatic::logError("Unable to evaluate xpath expression(%d)", 0);
+        xmlXPathFreeContext(xpathCtx);
+        xmlFreeDoc(doc);
+        return;
+    }
+    xmlNodeSetPtr nodeset = xpathObj->nodesetval;
+    const int count = nodeset ? nodeset->nodeNr : 0;
+    for (int i = 0; i < count; ++i) {
+        xmlNodePtr node = nodeset->nodeTab[i];
+        if (xmlStrcasecmp(node->name, BAD_CAST "name") == 0) {
+            xmlChar *text = xmlNodeListGetString(doc, node->xmlChildrenNode, 1);
+            _applicationName = QString::fromUtf8(reinterpret_cast<const char *>(text));
+            // Given back at once: the text is copied.
+            xmlFree(text);
+        }
+        if (xmlStrcasecmp(node->name, BAD_CAST "versionNumber") == 0) {
+            xmlChar *text = xmlNodeListGetString(doc, node->xmlChildrenNode, 1);
+            _applicationVersion = QString::fromUtf8(reinterpret_cast<const char *>(text));
+            xmlFree(text);
+        }
+    }
+    xmlXPathFreeObject(xpathObj);
+    xmlXPathFreeContext(xpathCtx);
+    xmlFreeDoc(doc);
+    if (_applicationName.isEmpty() || _applicationVersion.isEmpty()) {
+        KEOStatic::logError("Cannot load app name and version from BAR file.");
+        return;
+    }
+    _applicationID = QString("%1/%2").arg(_applicationName, _applicationVersion);
+}
+
+QString KEOStatic::getUserAgent() {
+    pthread_once(&_userAgent_pred, _initUserAgent);
+    return _userAgent;
+}
+
+QString KEOStatic::getRawOSVersion() {
+    pthread_once(&_osVersion_pred, initRawOSVersion);
+    return _osVersion;
+}
+
+QString KEOStatic::getOperatingSystem() {
+    pthread_once(&_operatingSystem_pred, _initOperatingSystem);
+    return _operatingSystem;
+}
+
+QString KEOStatic::getPlatform() {
+    pthread_once(&_platformName_pred, _initPlatformName);
+    return _platformName;
+}
+
+QString KEOStatic::getCarrier() {
+    pthread_once(&_carrierName_pred, _initCarrierName);
+    return _carrierName;
+}
+
+QString KEOStatic::getResolution() {
+    pthread_once(&_resolution_pred, _initResolution);
+    return _resolution;
+}
+
+QString KEOStatic::getLocale() {
+    pthread_once(&_locale_pred, _initLocale);
+    return _locale;
+}
+
+QString KEOStatic::getApplicationID() {
+    pthread_once(&_applicationID_pred, _initApplicationID);
+    return _applicationID;
+}
+
+QString KEOStatic::getApplicationName() {
+    pthread_once(&_applicationID_pred, _initApplicationID);
+    return _applicationName;
+}
+
+QString KEOStatic::getApplicationVersion() {
+    pthread_once(&_applicationID_pred, _initApplicationID);
+    return _applicationVersion;
+}
+
+// ---------------------------------------------------------------------------------------
+// Visitor identifier
+
+static void initServerVID() {
+    _aid = KEOSharedPreferences::sharedInstance()->getString("aid");
+    if (!_aid.isEmpty())
+        return;
+    QString uuid = QUuid::createUuid().toString();
+    uuid.remove(QRegExp("[-{}]", Qt::CaseSensitive, QRegExp::RegExp));
+    uuid = uuid.toUpper();
+    if (uuid.length() != 32) {
+        KEOStatic::logError("Unable to create visitor ID(generated uuid was only %d characters)",
+                            uuid.length());
+        return;
+    }
+    // The two halves take differently ranged leading digits.
+    QString left = uuid.left(16);
+    const QString leftDigit = QString::number(qrand() % 8);
+    left.replace(QRegExp("^[89A-F]", Qt::CaseSensitive, QRegExp::RegExp), leftDigit);
+    QString right = uuid.right(16);
+    const QString rightDigit = QString::number(qrand() % 4);
+    right.replace(QRegExp("^[4-9A-F]", Qt::CaseSensitive, QRegExp::RegExp), rightDigit);
+    _aid = QString("%1-%2").arg(left, right);
+    KEOSharedPreferences::sharedInstance()->putString("aid", _aid);
+}
+
+QString KEOStatic::getServerVisitorID() {
+    pthread_once(&_serverVID_pred, initServerVID);
+    return _aid;
+}
+
+// ---------------------------------------------------------------------------------------
+// Context data
+
+QString KEOStatic::cleanContextDataKey(QString value) {
+    QString fixedString = value;
+    // One pass over the original text: dots that only become leading or trailing through
+    // this removal stay.
+    fixedString.remove(
+        QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp));
+    fixedString.replace(QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
+    return fixedString;
+}
+
+QHash<QString, QString> KEOStatic::cleanContextDataHash(QHash<QString, QString> cHash) {
+    QHash<QString, QString> cleanHash;
+    QHashIterator<QString, QString> it(cHash);
+    while (it.hasNext()) {
+        it.next();
+        cleanHash.insert(cleanContextDataKey(it.key()), it.value());
+    }
+    return cleanHash;
+}
+
+static void RecursiveAddValue(QString value, QHash<QString, KEOContextData *> *hash,
+                              QList<QString> keys, int index) {
+    const int arrayCount = keys.count();
+    const QString keyName = index < arrayCount ? keys.at(index) : QString();
+    if (keyName.isNull())
+        return;
+    KEOContextData *node = hash->contains(keyName) ? hash->value(keyName) : new KEOContextData();
+    if (index == arrayCount - 1) {
+        node->value = value;
+        hash->insert(keyName, node);
+    } else {
+        hash->insert(keyName, node);
+        RecursiveAddValue(value, &node->subValues, keys, index + 1);
+    }
+}
+
+QHash<QString, KEOContextData *> *KEOStatic::translateContextData(QHash<QString, QString> cHash) {
+    const QHash<QString, QString> cleanHash = cleanContextDataHash(cHash);
+    QHash<QString, KEOContextData *> *tempContextData = new QHash<QString, KEOContextData *>();
+    QHashIterator<QString, QString> it(cleanHash);
+    while (it.hasNext()) {
+        it.next();
+        const QStringList parts = it.key().split(".", QString::KeepEmptyParts, Qt::CaseSensitive);
+        RecursiveAddValue(it.value(), tempContextData, parts, 0);
+    }
+    return tempContextData;
+}
+
+QString KEOStatic::serializeContextData(QHash<QString, KEOContextData *> cHash) {
+    QString returnValue;
+    QHashIterator<QString, KEOContextData *> it(cHash);
+    while (it.hasNext()) {
+        it.next();
+        const KEOContextData *ctx = it.value();
+        if (ctx->value.length() > 0)
+            returnValue.append(QString("&%1=%2").arg(urlEncode(it.key()), urlEncode(ctx->value)));
+        if (ctx->subValues.count() > 0)
+            returnValue.append(QString("&%1.%2&.%1")
+                                   .arg(urlEncode(it.key()), serializeContextData(ctx->subValues)));
+    }
+    return returnValue;
+}
+
+QString KEOStatic::serializeToQueryString(QHash<QString, QString> vars,
+                                          QHash<QString, QString> contextData) {
+    QString queryParameters;
+    QHashIterator<QString, QString> it(vars);
+    while (it.hasNext()) {
+        it.next();
+        queryParameters.append(QString("&%1=%2").arg(urlEncode(it.key()), urlEncode(it.value())));
+    }
+    if (contextData.count() > 0) {
+        QHash<QString, KEOContextData *> *tree = translateContextData(contextData);
+        const QString serialized = serializeContextData(*tree);
+        // The tree lives for this hit only.
+        freeContextData(tree);
+        queryParameters.append(QString("&c.%1&.c").arg(serialized, 0, QChar(' ')));
+    }
+    return queryParameters;
+}
+
+QString KEOStatic::urlEncode(QString value) {
+    return QString(QUrl::toPercentEncoding(value, QByteArray(), QByteArray()));
+}
+
+static void freeNodes(const QHash<QString, KEOContextData *> &level) {
+    for (KEOContextData *node : level) {
+        freeNodes(node->subValues);
+        delete node;
+    }
+}
+
+void KEOStatic::freeContextData(QHash<QString, KEOContextData *> *tree) {
+    if (tree == nullptr)
+        return;
+    freeNodes(*tree);
+    delete tree;
+}

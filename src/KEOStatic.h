@@ -1,0 +1,55 @@
+#pragma once
+// Static helpers shared by the whole library: logging, time, device facts, the visitor
+// identifier and the context data of hits. No instance exists. Every member may be called
+// from any thread.
+#include <QHash>
+#include <QString>
+
+class KEOContextData;
+
+class KEOStatic {
+public:
+    KEOStatic() = delete;
+
+    // One line on standard error, "KEOMobile Error: " first; always written.
+    static void logError(const char *format, ...) __attribute__((format(printf, 1, 2)));
+    // One line on standard output, "KEOMobile Debug: " first; only with debug logging on.
+    static void logDebug(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+    // Whole seconds since 1970 by the wall clock.
+    static long timeSince1970();
+    // The hit's "t" text: fixed zeros and the minutes local time lies behind UTC.
+    static QString timestampString();
+
+    // The process's working directory, the root of every file of the library. The text
+    // stays valid until the next call on the same thread; copy it at once. Null on failure.
+    static char *getCurrentWorkingDirectory();
+
+    // Device and application facts, each fetched once per process.
+    static QString getUserAgent();
+    static QString getRawOSVersion();
+    static QString getOperatingSystem();
+    static QString getPlatform();
+    static QString getCarrier();
+    static QString getResolution();
+    static QString getLocale();
+    static QString getApplicationID();
+    static QString getApplicationName();
+    static QString getApplicationVersion();
+
+    // The anonymous visitor identifier, made at the first hit and kept for good.
+    static QString getServerVisitorID();
+
+    // Context data keys reduced to letters, digits and single inner dots.
+    static QString cleanContextDataKey(QString value);
+    static QHash<QString, QString> cleanContextDataHash(QHash<QString, QString> cHash);
+    // The flat hash as a tree of dotted key parts. The caller owns the result and frees it
+    // with freeContextData.
+    static QHash<QString, KEOContextData *> *translateContextData(QHash<QString, QString> cHash);
+    static QString serializeContextData(QHash<QString, KEOContextData *> cHash);
+    static QString serializeToQueryString(QHash<QString, QString> vars,
+                                          QHash<QString, QString> contextData);
+    static QString urlEncode(QString value);
+    // Frees a tree from translateContextData, every node included.
+    static void freeContextData(QHash<QString, KEOContextData *> *tree);
+};
