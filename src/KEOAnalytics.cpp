@@ -1,0 +1,155 @@
+#include "KEOAnalytics.h"
+
+#include "KEOAnalyticsWorker.h"
+#include "KEOMobile.h"
+#include "KEOMobileConfig.h"
+#include "KEOStatic.h"
+
+#include <bps/geolocation.h>
+
+#include <QList>
+
+#include <cmath>
+#include <pthread.h>
+
+static const QString DEVICE_NAME_KEY = "a.DeviceName";
+static const QString CARRIER_NAME_KEY = "a.CarrierName";
+static const QString OS_VERSION_KEY = "a.OSVersion";
+static const QString RESOLUTION_KEY = "a.Resolution";
+// Reserved: no hit carries it.
+static const QString WINDOW_RESOLUTION_KEY = "a.WindowResolution";
+
+static const double R = 6371.0;
+static const double RADIAN_CONVERSION = 0.017453292519943295;
+
+static QString _baseURL;
+static pthread_once_t _baseURL_pred = PTHREAD_ONCE_INIT;
+
+static void _initBaseURL() {
+    KEOMobileConfig *config = KEOMobileConfig::sharedInstance();
+    const bool ssl = config->getSSL();
+    const QString server = config->getTrackingServer();
+    const QString rsids = KEOStatic::urlEncode(config->getReportSuiteIDs());
+    _baseURL = QString("%1://%2/b/ss/%3/0/BBN-%4")
+                   .arg(ssl ? QString("https") : QString("http"), server, rsids,
+                        QString(KEOMobile::version));
+}
+
+static void trackRequest(QHash<QString, QString> data, QHash<QString, QString> vars) {
+    QHash<QString, QString> mutableData = data;
+    mutableData[RESOLUTION_KEY] = KEOStatic::getResolution();
+    mutableData[DEVICE_NAME_KEY] = KEOStatic::getPlatform();
+    mutableData[OS_VERSION_KEY] = KEOStatic::getOperatingSystem();
+    mutableData[CARRIER_NAME_KEY] = KEOStatic::getCarrier();
+
+    QHash<QString, QString> mutableVars = vars;
+    KEOMobileConfig *config = KEOMobileConfig::sharedInstance();
+    if (!config->getUserIdentifier().isEmpty())
+        mutableVars["vid"] = config->getUserIdentifier();
+    mutableVars["ce"] = config->getCharacterSet();
+    if (config->getOfflineTrackingEnabled())
+        mutableVars["ts"] = QString::number(KEOStatic::timeSince1970(), 10);
+    mutableVars["t"] = KEOStatic::timestampString();
+    mutableVars["aid"] = KEOStatic::getServerVisitorID();
+
+    pthread_once(&_baseURL_pred, _initBaseURL);
+    QString url = _baseURL;
+    const QString random = QString::number(qrand() % 100000000, 10);
+    url.append(QString("/s%1?AQB=1&ndh=1%2&AQE=1")
+                   .arg(random, KEOStatic::serializeToQueryString(mutableVars, mutableData)));
+
+    KEOStatic::logDebug("Analytics -- Attempting to send request (%s)",
+                        url.toUtf8().constData());
+    KEOAnalyticsWorker::sharedInstance()->queue(url);
+}
+
+void KEOAnalytics::trackState(QString state, QHash<QString, QString> data) {
+    QHash<QString, QString> vars;
+    vars["pageName"] = !state.isEmpty() ? state : KEOStatic::getApplicationID();
+    trackRequest(data, vars);
+}
+
+void KEOAnalytics::trackAction(QString action, QHash<QString, QString> data) {
+    QHash<QString, QString> mutableData = data;
+    mutableData["a.action"] = action;
+    QHash<QString, QString> mutableVars;
+    mutableVars["pe"] = "lnk_o";
+    mutableVars["pev2"] =
+        QString("KEOACTION:%1").arg(action.isEmpty() ? QString("None") : action, 0, QChar(' '));
+    mutableVars["pageName"] = KEOStatic::getApplicationID();
+    trackRequest(mutableData, mutableVars);
+}
+
+void KEOAnalytics::trackInternal(QString action, QHash<QString, QString> data,
+                                 QHash<QString, QString> vars) {
+    QHash<QString, QString> mutableData = data;
+    mutableData["a.internal"] = action;
+    QHash<QString, QString> mutableVars = vars;
+    if (mutableVars.count() < 1) {
+        mutableVars["pe"] = "lnk_o";
+        mutableVars["pev2"] = QString("KEOINTERNAL:%1")
+                                  .arg(action.isEmpty() ? QString("None") : action, 0, QChar(' '));
+    }
+    mutableVars["pageName"] = KEOStatic::getApplicationID();
+    trackRequest(mutableData, mutableVars);
+}
+
+static double distanceInMeters(double nLat1, double nLon1, double nLat2, double nLon2) {
+    const double nDLat = (nLat2 - nLat1) * RADIAN_CONVERSION;
+    const double nDLon = (nLon2 - nLon1) * RADIAN_CONVERSION;
+    nLat1 *= RADIAN_CONVERSION;
+    nLat2 *= RADIAN_CONVERSION;
+    const double nA = std::sin(nDLat / 2) * std::sin(nDLat / 2) +
+                      std::cos(nLat1) * std::cos(nLat2) * std::sin(nDLon / 2) * std::sin(nDLon / 2);
+    const double nC = 2 * std::atan2(std::sqrt(nA), std::sqrt(1 - nA));
+    const double nD = R * nC;
+    return nD * 1000;
+}
+
+void KEOAnalytics::trackLocation(bps_event_t *geoEvent, QHash<QString, QString> data) {
+    if (geoEvent == nullptr) {
+        KEOStatic::logError("Analytics - Unable to track location(null geo event).");
+        return;
+    }
+    if (bps_event_get_domain(geoEvent) != geolocation_get_domain()) {
+        KEOStatic::logError("Analytics - Unable to track location(incorrect domain).");
+        return;
+    }
+    if (bps_event_get_code(geoEvent) != GEOLOCATION_INFO) {
+        KEOStatic::logError("Analytics - Unable to track location(incorrect code on geo event).");
+        return;
+    }
+    const double lat = geolocation_event_get_latitude(geoEvent);
+    const double lon = geolocation_event_get_longitude(geoEvent);
+    const double acc = geolocation_event_get_accuracy(geoEvent);
+
+    QString latString;
+    latString.sprintf("% 011.6f", lat);
+    QString lonString;
+    lonString.sprintf("% 011.6f", lon);
+
+    QHash<QString, QString> mutableData = data;
+    mutableData["a.loc.lat.a"] = latString.left(6).trimmed();
+    mutableData["a.loc.lat.b"] = latString.mid(6, 2);
+    mutableData["a.loc.lat.c"] = latString.mid(8, 2);
+    mutableData["a.loc.lon.a"] = lonString.left(6).trimmed();
+    mutableData["a.loc.lon.b"] = lonString.mid(6, 2);
+    mutableData["a.loc.lon.c"] = lonString.mid(8, 2);
+    QString accString;
+    accString.sprintf("%.0f", acc);
+    mutableData["a.loc.acc"] = accString;
+
+    const QList<KEOPointOfInterest> points = KEOMobileConfig::sharedInstance()->getPointsOfInterest();
+    for (const KEOPointOfInterest &point : points) {
+        const double distance = distanceInMeters(lat, lon, point.latitude, point.longitude);
+        // Inclusive; a distance that is not a number matches nothing.
+        if (point.radius >= distance) {
+            mutableData["a.loc.poi"] = point.name;
+            QString distString;
+            distString.sprintf("%.0f", distance);
+            mutableData["a.loc.dist"] = distString;
+            break;
+        }
+    }
+    KEOAnalytics::trackInternal("Location", mutableData, QHash<QString, QString>());
+}

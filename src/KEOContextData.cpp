@@ -1,0 +1,5 @@
+#include "KEOContextData.h"
+
+KEOContextData::KEOContextData() {}
+
+KEOContextData::~KEOContextData() {}

@@ -1,0 +1,56 @@
+#pragma once
+// A fresh working directory for one test process: <tmp>/data and <tmp>/app/native, made
+// current on construction (before any library call, since the library reads the working
+// directory when its singletons come into being) and removed on destruction unless
+// KEO_KEEP_WORKDIR is set.
+#include <QByteArray>
+#include <QString>
+
+#include <string>
+
+class WorkDir {
+public:
+    WorkDir();
+    ~WorkDir();
+    WorkDir(const WorkDir &) = delete;
+    WorkDir &operator=(const WorkDir &) = delete;
+
+    QString path() const { return _path; }
+    // Absolute path of a file relative to the working directory.
+    QString file(const QString &relative) const;
+    void write(const QString &relative, const QByteArray &content) const;
+    QByteArray read(const QString &relative) const;
+    bool exists(const QString &relative) const;
+
+    // app/native/KEOMobileConfig.json with an "analytics" section pointing at server.
+    // extraAnalytics is spliced into the section as it stands, e.g. "\"ssl\": true".
+    void writeConfig(const QString &server, bool offlineEnabled,
+                     const QString &extraAnalytics = QString()) const;
+    // app/native/bar-descriptor.xml in the platform's namespace.
+    void writeDescriptor(const QString &name, const QString &version) const;
+
+    // Rows of HITS, read through a connection of its own; -1 when the table is missing.
+    int hitRows() const;
+
+private:
+    QString _path;
+    QString _previous;
+};
+
+// Runs fn and returns what it wrote on standard error / standard output.
+template <typename Fn> std::string captureStderr(Fn fn);
+template <typename Fn> std::string captureStdout(Fn fn);
+
+#include <gtest/gtest.h>
+
+template <typename Fn> std::string captureStderr(Fn fn) {
+    testing::internal::CaptureStderr();
+    fn();
+    return testing::internal::GetCapturedStderr();
+}
+
+template <typename Fn> std::string captureStdout(Fn fn) {
+    testing::internal::CaptureStdout();
+    fn();
+    return testing::internal::GetCapturedStdout();
+}
