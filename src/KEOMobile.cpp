@@ -2,6 +2,7 @@
 
 #include "KEOAnalytics.h"
 #include "KEOMobileConfig.h"
+#include "KEONotificationHandler.h"
 
 const char *KEOMobile::version = "4.0.0";
 
@@ -39,4 +40,9 @@ void KEOMobile::trackAction(QString action, QHash<QString, QString> contextData)
 
 void KEOMobile::trackLocation(bps_event_t *geoEvent, QHash<QString, QString> contextData) {
     KEOAnalytics::trackLocation(geoEvent, contextData);
+}
+
+void KEOMobile::collectLifecycleData() {
+    // Its whole effect is that the handler exists; later calls find it and do nothing.
+    KEONotificationHandler::sharedInstance();
 }

@@ -1,0 +1,17 @@
+#pragma once
+// Launches and sessions. Every return of the application to the foreground is either the
+// resume of the running session (nothing sent) or a new launch, which sends one "Lifecycle"
+// hit with the launch metrics and starts a new session. Nothing is kept in memory: the
+// session, the counters and the crash flag live in the preferences store, so they survive a
+// kill of the process.
+class KEOLifecycle {
+public:
+    KEOLifecycle() = delete;
+
+    // The application came to the foreground. Called by KEONotificationHandler on its own
+    // thread only; start and stop must never run at the same time.
+    static void start();
+    // The application left the foreground: records a clean close and its time. Same thread
+    // as start.
+    static void stop();
+};
