@@ -1,0 +1,281 @@
+#include "Collector.h"
+
+#include <httplib.h>
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+
+#include <cstdlib>
+
+namespace collector {
+
+namespace {
+
+const char *kHost = "127.0.0.1";
+constexpr int kDefaultDelayMs = 12000;
+constexpr int kDefaultSlowMs = 2000;
+constexpr int kDefaultStatus = 500;
+
+int normalisedParam(Fault fault, int param) {
+    switch (fault) {
+    case Fault::Delay:
+        return param > 0 ? param : kDefaultDelayMs;
+    case Fault::Slow:
+        return param > 0 ? param : kDefaultSlowMs;
+    case Fault::HttpError:
+        // A status outside 100..599 can't be written on a status line.
+        return param >= 100 && param <= 599 ? param : kDefaultStatus;
+    default:
+        return 0;
+    }
+}
+
+} // namespace
+
+const char *faultName(Fault fault) {
+    switch (fault) {
+    case Fault::None:
+        return "none";
+    case Fault::Refuse:
+        return "refuse";
+    case Fault::Delay:
+        return "delay";
+    case Fault::HttpError:
+        return "status";
+    case Fault::CloseConnection:
+        return "close";
+    case Fault::Slow:
+        return "slow";
+    }
+    return "none";
+}
+
+struct Collector::Server {
+    httplib::Server http;
+};
+
+Collector::Collector(int port) : _port(port) {}
+
+Collector::~Collector() {
+    stop();
+}
+
+bool Collector::start() {
+    std::lock_guard<std::mutex> control(_control);
+    if (_started)
+        return true;
+    if (!listen())
+        return false;
+    _started = true;
+    Fault fault;
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        fault = _fault;
+    }
+    // The port had to be bound to be known; a refusing collector then lets go of it at once.
+    if (fault == Fault::Refuse)
+        stopListening();
+    return true;
+}
+
+void Collector::stop() {
+    std::lock_guard<std::mutex> control(_control);
+    if (_server)
+        stopListening();
+    _started = false;
+}
+
+int Collector::port() const {
+    return _port.load();
+}
+
+std::string Collector::baseServer() const {
+    return std::string(kHost) + ":" + std::to_string(port());
+}
+
+std::vector<Hit> Collector::hits() const {
+    std::lock_guard<std::mutex> lock(_mutex);
+    return _hits;
+}
+
+size_t Collector::count() const {
+    std::lock_guard<std::mutex> lock(_mutex);
+    return _hits.size();
+}
+
+bool Collector::waitForHits(size_t n, std::chrono::milliseconds timeout) const {
+    std::unique_lock<std::mutex> lock(_mutex);
+    return _hitsChanged.wait_for(lock, timeout, [&] { return _hits.size() >= n; });
+}
+
+void Collector::clear() {
+    std::lock_guard<std::mutex> lock(_mutex);
+    _hits.clear();
+}
+
+bool Collector::setFault(Fault fault, int param) {
+    std::lock_guard<std::mutex> control(_control);
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _fault = fault;
+        _faultParam = normalisedParam(fault, param);
+    }
+    if (!_started)
+        return true;
+    if (fault == Fault::Refuse) {
+        if (_server)
+            stopListening();
+        return true;
+    }
+    return _server || listen();
+}
+
+bool Collector::listen() {
+    auto server = std::make_unique<Server>();
+    httplib::Server &http = server->http;
+    // Only SO_REUSEADDR: rebinding the same port right after Refuse must work while old
+    // connections sit in TIME_WAIT, but a port another process listens on must stay taken
+    // (httplib's default SO_REUSEPORT would share it silently).
+    http.set_socket_options([](socket_t sock) {
+        int yes = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+    });
+    http.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) {
+        Hit hit;
+        hit.receivedAt = std::chrono::system_clock::now();
+        hit.method = req.method;
+        // req.path is already decoded and req.params turns "+" into a blank; the wire text is
+        // what is under test, so take the raw target.
+        splitUrl(req.target, hit.path, hit.rawQuery);
+        hit.userAgent = req.get_header_value("User-Agent");
+        hit.acceptLanguage = req.get_header_value("Accept-Language");
+        int status = 200;
+        handle(std::move(hit), req.remote_port, status);
+        res.status = status;
+        return httplib::Server::HandlerResponse::Handled;
+    });
+
+    int port = _port.load();
+    if (port == 0) {
+        port = http.bind_to_any_port(kHost);
+        if (port <= 0)
+            return false;
+        _port = port;
+    } else if (!http.bind_to_port(kHost, port)) {
+        return false;
+    }
+
+    httplib::Server *raw = &http;
+    auto finished = std::make_shared<std::atomic<bool>>(false);
+    _listener = std::thread([raw, finished] {
+        // The worker threads inherit this mask: answering a connection that the client or
+        // CloseConnection has already shut must give EPIPE, not kill the process with SIGPIPE.
+        sigset_t pipe;
+        sigemptyset(&pipe);
+        sigaddset(&pipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+        raw->listen_after_bind();
+        *finished = true;
+    });
+    // httplib's stop() does nothing until the accept loop runs, so don't hand out a server that
+    // could not be stopped. The socket already listens: connects made meanwhile are queued.
+    while (!http.is_running() && !*finished)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (!http.is_running()) {
+        _listener.join();
+        return false;
+    }
+    _server = std::move(server);
+    return true;
+}
+
+void Collector::stopListening() {
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _interrupting = true;
+    }
+    _interrupt.notify_all();
+    _server->http.stop();
+    // httplib keeps idle keep-alive connections for seconds and its stop() waits for them.
+    // Shutting their reading side ends them now, while an answer being written still goes out.
+    shutdownConnections(-1, SHUT_RD);
+    _listener.join();
+    _server.reset();
+    std::lock_guard<std::mutex> lock(_mutex);
+    _interrupting = false;
+}
+
+void Collector::handle(Hit hit, int remotePort, int &status) {
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        hit.fault = _fault;
+        hit.faultParam = _faultParam;
+    }
+    hit.decoded = decodeHit(hit.path, hit.rawQuery);
+    const Fault fault = hit.fault;
+    const int param = hit.faultParam;
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _hits.push_back(hit);
+    }
+    _hitsChanged.notify_all();
+    if (onHit)
+        onHit(hit);
+
+    switch (fault) {
+    case Fault::None:
+        status = 200;
+        break;
+    case Fault::HttpError:
+        status = param;
+        break;
+    case Fault::Delay:
+    case Fault::Slow: {
+        std::unique_lock<std::mutex> lock(_mutex);
+        _interrupt.wait_for(lock, std::chrono::milliseconds(param), [&] { return _interrupting; });
+        status = 200;
+        break;
+    }
+    case Fault::CloseConnection:
+    case Fault::Refuse: // accepted just before listening stopped: as good as refused
+        shutdownConnections(remotePort, SHUT_RDWR);
+        status = 200; // goes nowhere: the socket is shut
+        break;
+    }
+}
+
+// httplib gives handlers no access to their socket, so find the server's side of connections by
+// address among this process's descriptors: local 127.0.0.1:port, connected, and (if asked) from
+// the client's port. An in-process client's own socket has the collector's port as its peer, not
+// as its local port, and so is never touched.
+void Collector::shutdownConnections(int remotePort, int how) const {
+    DIR *dir = opendir("/proc/self/fd");
+    if (!dir)
+        return;
+    const int own = dirfd(dir);
+    const int port = _port.load();
+    while (dirent *entry = readdir(dir)) {
+        char *end = nullptr;
+        const long fd = std::strtol(entry->d_name, &end, 10);
+        if (end == entry->d_name || *end != '\0' || fd == own)
+            continue;
+        sockaddr_in local{};
+        socklen_t length = sizeof(local);
+        if (getsockname(static_cast<int>(fd), reinterpret_cast<sockaddr *>(&local), &length) != 0 ||
+            local.sin_family != AF_INET || ntohs(local.sin_port) != port)
+            continue;
+        sockaddr_in peer{};
+        length = sizeof(peer);
+        if (getpeername(static_cast<int>(fd), reinterpret_cast<sockaddr *>(&peer), &length) != 0)
+            continue; // the listening socket
+        if (remotePort >= 0 && ntohs(peer.sin_port) != remotePort)
+            continue;
+        shutdown(static_cast<int>(fd), how);
+    }
+    closedir(dir);
+}
+
+} // namespace collector
