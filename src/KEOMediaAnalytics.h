@@ -1,0 +1,112 @@
+#pragma once
+// Media measurement: the application's player reports what happens to each piece of media
+// (opened, played, stopped, clicked, completed, closed) and the library turns those reports,
+// and a once-a-second tick per playing item, into "VideoTracking" hits with milestones,
+// segments and time played.
+//
+// Reach it through sharedInstance(); the object lives to the end of the process. Every report
+// may be called from any thread. Reports, ticks and delegate calls are serialised by one
+// recursive lock, so a delegate may call track() (or any report) on its own thread, but it must
+// not block waiting for another thread that reports media: that thread waits for the delegate.
+#include "KEOMediaItem.h"
+#include "KEOMediaSharedHeader.h"
+#include "KEOMediaState.h"
+
+#include <QHash>
+#include <QString>
+
+#include <atomic>
+#include <mutex>
+
+// A text setting that the application assigns on its thread while monitor threads read it;
+// the lock makes each assignment and each read whole.
+class KEOMediaTextSetting {
+public:
+    KEOMediaTextSetting() = default;
+    KEOMediaTextSetting(const KEOMediaTextSetting &) = delete;
+    KEOMediaTextSetting &operator=(const KEOMediaTextSetting &) = delete;
+
+    KEOMediaTextSetting &operator=(const QString &value);
+    QString value() const;
+    operator QString() const { return value(); }
+
+private:
+    mutable std::mutex _mutex;
+    QString _value;
+};
+
+class KEOMediaAnalytics {
+public:
+    // The one instance, made at the first call. Any thread; never null; never destroyed.
+    static KEOMediaAnalytics *sharedInstance();
+
+    // Settings, assigned by the application at any time from any thread; each event reads them
+    // afresh. Atomic (or locked) because monitor threads read them while the application writes.
+    KEOMediaTextSetting channel;
+    std::atomic<double> completeCloseOffsetThreshold;
+    // Called for every accepted event except track(); see KEOMediaSharedHeader.h for the
+    // ownership of the snapshot. Null for none.
+    std::atomic<mediaMonitor_func> mediaMeasurementDelegate;
+    std::atomic<int> trackSeconds;
+    KEOMediaTextSetting trackMilestones;
+    std::atomic<bool> segmentByMilestones;
+    KEOMediaTextSetting trackOffsetMilestones;
+    std::atomic<bool> segmentByOffsetMilestones;
+    std::atomic<int> adTrackSeconds;
+    KEOMediaTextSetting adTrackMilestones;
+    std::atomic<bool> adSegmentByMilestones;
+    KEOMediaTextSetting adTrackOffsetMilestones;
+    std::atomic<bool> adSegmentByOffsetMilestones;
+
+    // Opens a content item of length seconds (0 or less: unknown). Replaces an open item of the
+    // same name and closes every item of the same non-empty playerID. Sends nothing. Any thread.
+    void open(QString name, double length, QString playerName, QString playerID);
+    // Opens an ad inside the content parentName, at parentPodPosition of parentPod. Any thread.
+    void openAd(QString name, double length, QString playerName, QString parentName,
+                QString parentPod, double parentPodPosition, QString CPM);
+    // Ends the item; a close near the end counts as completion. Any thread.
+    void close(QString name);
+    // Play from offset seconds (negative: where it was) and start the item's monitor thread.
+    // A name that isn't open is ignored. Any thread.
+    void play(QString name, double offset);
+    // A click on the item, reported on the next hit. Any thread.
+    void click(QString name, double offset);
+    // The item was watched to completion; it stays open. Any thread.
+    void complete(QString name, double offset);
+    // Play stopped at offset seconds (negative: where it is now). Any thread.
+    void stop(QString name, double offset);
+    // A hit now, carrying additionalData as context data (media keys win). Any thread, also
+    // from inside the delegate, where it replaces the hit of the event being told.
+    void track(QString name, QHash<QString, QString> additionalData);
+
+    // The event engine behind every report and tick. offset negative: worked out from the last
+    // event; segment empty: segments come from the milestone settings. Any thread.
+    void playerEvent(QString name, KEOMediaEventType eventType,
+                     QHash<QString, QString> additionalData, double offset, unsigned int segmentNum,
+                     QString segment);
+
+private:
+    friend struct KEOMediaMonitorAccess;
+
+    KEOMediaAnalytics();
+    virtual ~KEOMediaAnalytics();
+
+    QHash<QString, QString> buildMediaVars(KEOMediaItem *mi);
+    QHash<QString, QString> buildContextData(KEOMediaItem *mi, QHash<QString, QString> trackVars);
+
+    void _monitorTick(KEOMediaItem *item);
+    void _monitorFinished(KEOMediaItem *item);
+    void _pin(KEOMediaItem *item);
+    void _unpin(KEOMediaItem *item);
+    void _release(KEOMediaItem *item);
+
+    QHash<QString, KEOMediaItem *> mediaItemList;
+
+    // Serialises every report, tick and engine run: the items and mediaItemList are shared by
+    // the application's thread and every monitor thread.
+    std::recursive_mutex _eventMutex;
+    // Items that a run of the engine (or an open walking the list) still reads, with the count
+    // of such readers; an item is freed only when it is out of mediaItemList, not in here and
+    // without a monitor thread.
+    QHash<KEOMediaItem *, int> _pinned;
+};
