@@ -58,8 +58,7 @@ static void trackRequest(QHash<QString, QString> data, QHash<QString, QString> v
     url.append(QString("/s%1?AQB=1&ndh=1%2&AQE=1")
                    .arg(random, KEOStatic::serializeToQueryString(mutableVars, mutableData)));
 
-    KEOStatic::logDebug("Analytics -- Attempting to send request (%s)",
-                        url.toUtf8().constData());
+    KEOStatic::logDebug("Analytics -- Attempting to send request (%s)", url.toUtf8().constData());
     KEOAnalyticsWorker::sharedInstance()->queue(url);
 }
 
@@ -139,7 +138,8 @@ void KEOAnalytics::trackLocation(bps_event_t *geoEvent, QHash<QString, QString> 
     accString.sprintf("%.0f", acc);
     mutableData["a.loc.acc"] = accString;
 
-    const QList<KEOPointOfInterest> points = KEOMobileConfig::sharedInstance()->getPointsOfInterest();
+    const QList<KEOPointOfInterest> points =
+        KEOMobileConfig::sharedInstance()->getPointsOfInterest();
     for (const KEOPointOfInterest &point : points) {
         const double distance = distanceInMeters(lat, lon, point.latitude, point.longitude);
         // Inclusive; a distance that is not a number matches nothing.

@@ -98,7 +98,8 @@ static void _initTimestamp() {
     long offset = timeinfo->tm_gmtoff;
     // Minutes that local time lies behind UTC: east of UTC is negative.
     long minutesBehind = -(offset / 60);
-    _timestamp = QString("00/00/0000 00:00:00 0 %1").arg(QString::number(minutesBehind, 10), 0, ' ');
+    _timestamp =
+        QString("00/00/0000 00:00:00 0 %1").arg(QString::number(minutesBehind, 10), 0, ' ');
 }
 
 QString KEOStatic::timestampString() {
@@ -176,9 +177,12 @@ static void _initLocale() {
 static void _initApplicationID() {
     const char *cwd = KEOStatic::getCurrentWorkingDirectory();
     // Built without a fixed buffer, so that a long working directory cannot overflow it.
-    const QByteArray barFile = QString::asprintf("%s/app/native/bar-descriptor.xml", cwd ? cwd : "")
-                                   .toUtf8();
-    xmlDocPtr doc = xmlParseFile(barFile.constData());
+    const QByteArray barFile =
+        QString::asprintf("%s/app/native/bar-descriptor.xml", cwd ? cwd : "").toUtf8();
+    // Read as xmlParseFile would, but without libxml2's own lines on the host's standard
+    // error: the one line below is the library's whole report.
+    xmlDocPtr doc =
+        xmlReadFile(barFile.constData(), nullptr, XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
     if (doc == nullptr) {
         KEOStatic::logError("Unable to load bar file(%d)", errno);
         return;

@@ -64,12 +64,11 @@ void WorkDir::writeConfig(const QString &server, bool offlineEnabled,
 }
 
 void WorkDir::writeDescriptor(const QString &name, const QString &version) const {
-    const QString xml =
-        QString("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"no\"?>\n"
-                "<qnx xmlns=\"http://www.qnx.com/schemas/application/1.0\">\n"
-                "  <id>com.example.app</id>\n  <name>%1</name>\n"
-                "  <versionNumber>%2</versionNumber>\n</qnx>\n")
-            .arg(name, version);
+    const QString xml = QString("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"no\"?>\n"
+                                "<qnx xmlns=\"http://www.qnx.com/schemas/application/1.0\">\n"
+                                "  <id>com.example.app</id>\n  <name>%1</name>\n"
+                                "  <versionNumber>%2</versionNumber>\n</qnx>\n")
+                            .arg(name, version);
     write("app/native/bar-descriptor.xml", xml.toUtf8());
 }
 
@@ -82,11 +81,25 @@ int WorkDir::hitRows() const {
     }
     sqlite3_stmt *statement = nullptr;
     int rows = -1;
-    if (sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM HITS", -1, &statement, nullptr) ==
-            SQLITE_OK &&
+    if (sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM HITS", -1, &statement, nullptr) == SQLITE_OK &&
         sqlite3_step(statement) == SQLITE_ROW)
         rows = sqlite3_column_int(statement, 0);
     sqlite3_finalize(statement);
     sqlite3_close(db);
     return rows;
+}
+
+std::string libraryLines(const std::string &output) {
+    std::string kept;
+    size_t start = 0;
+    while (start < output.size()) {
+        size_t end = output.find('\n', start);
+        if (end == std::string::npos)
+            end = output.size() - 1;
+        const std::string line = output.substr(start, end - start + 1);
+        if (line.rfind("KEOMobile ", 0) == 0)
+            kept += line;
+        start = end + 1;
+    }
+    return kept;
 }

@@ -37,6 +37,9 @@ private:
     QString _previous;
 };
 
+// Only the library's own lines ("KEOMobile ..."), without Qt's debug stream and others.
+std::string libraryLines(const std::string &output);
+
 // Runs fn and returns what it wrote on standard error / standard output.
 template <typename Fn> std::string captureStderr(Fn fn);
 template <typename Fn> std::string captureStdout(Fn fn);
