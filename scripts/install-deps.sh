@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test and
+# run the demo. Installs nothing when everything is present.
+set -euo pipefail
+
+packages=(
+  cmake ninja-build g++ pkg-config
+  qtbase5-dev libcurl4-openssl-dev libsqlite3-dev libxml2-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev
+  faketime libfaketime sqlite3
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"

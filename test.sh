@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds warning-free, runs every test, then builds again with
+# AddressSanitizer and UndefinedBehaviorSanitizer and runs the same tests.
+set -euo pipefail
+cd "$(dirname "$0")"
+./scripts/install-deps.sh
+
+jobs=$(nproc)
+run_suite() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEOMOBILE_WERROR=ON "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  (cd "$dir" && ctest --output-on-failure -j"$jobs" --timeout 300)
+}
+
+echo "== Build and test =="
+run_suite build
+echo "== Build and test with AddressSanitizer and UndefinedBehaviorSanitizer =="
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  run_suite build-asan -DKEOMOBILE_SANITIZE=ON -DKEOMOBILE_BUILD_BENCH=OFF
