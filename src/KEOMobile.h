@@ -9,10 +9,13 @@
 #include <QHash>
 #include <QString>
 
+#include <cstdint>
+
 #include <bps/bps.h>
 
 // The visitor's privacy choice. It is stored and reported; it does not stop hits.
-enum KEOMobilePrivacyStatus {
+// A fixed 32-bit type: any value an application passes is a valid status to hold.
+enum KEOMobilePrivacyStatus : int32_t {
     KEOMobilePrivacyStatusOptIn = 1,
     KEOMobilePrivacyStatusOptOut = 2,
     KEOMobilePrivacyStatusUnknown = 3,
