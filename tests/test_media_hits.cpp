@@ -199,3 +199,22 @@ TEST_F(MediaHits, AdWithoutParentHasNeitherContentNameNorPod) {
     EXPECT_EQ(mctx(hits[0], "a.media.ad.podPosition"), "<missing>");
     EXPECT_EQ(mctx(hits[0], "a.media.ad.CPM"), "1.00");
 }
+
+static void closeFromDelegate(KEOMediaState *state) {
+    if (state->mediaEvent == "MILESTONE")
+        KEOMediaAnalytics::sharedInstance()->close(state->name);
+    media_test::recordState(state);
+}
+
+TEST_F(MediaHits, DelegateClosingItsItemInsideTheCallbackSendsOnlyTheCloseHit) {
+    m->mediaMeasurementDelegate = closeFromDelegate;
+    m->trackMilestones = QString("25,50");
+    m->open("Movie", 100, "Player", "");
+    event("Movie", KEOMediaEventTypePlay, 0);
+    event("Movie", KEOMediaEventTypeMonitor, 30);
+    m->click("Movie", 31); // closed: nothing
+    const auto hits = mediaHits();
+    ASSERT_EQ(hits.size(), 2u);
+    EXPECT_EQ(mctx(hits[1], "a.media.milestone"), "25");
+    EXPECT_EQ(eventNames(), (std::vector<std::string>{"OPEN", "CLOSE", "MILESTONE"}));
+}

@@ -75,3 +75,21 @@ TEST_F(MediaMonitor, TwoItemsTickEachUnderItsOwnName) {
     m->close("Left");
     m->close("Right");
 }
+
+TEST_F(MediaMonitor, ReportsBesideTicksLoseNoEvent) {
+    m->open("Left", 100, "Player", "");
+    m->open("Right", 100, "Player", "");
+    m->play("Left", 0);
+    m->play("Right", 0);
+    // About 1.5 s of reports, across several ticks of both threads.
+    int clicks = 0;
+    for (; clicks < 150; clicks++) {
+        m->click(clicks % 2 ? "Left" : "Right", -1.0);
+        m->track("Left", QHash<QString, QString>());
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_EQ(countOf("Left", "CLICK") + countOf("Right", "CLICK"), static_cast<size_t>(clicks));
+    EXPECT_GE(countOf("Left", "MONITOR"), 1u);
+    m->close("Left");
+    m->close("Right");
+}
