@@ -19,7 +19,8 @@
 #include <mutex>
 
 // A text setting that the application assigns on its thread while monitor threads read it;
-// the lock makes each assignment and each read whole.
+// the lock makes each assignment and each read whole. Assign and read from any thread; the
+// value is copied in and out, so no caller ever holds a reference into it.
 class KEOMediaTextSetting {
 public:
     KEOMediaTextSetting() = default;
