@@ -210,15 +210,6 @@ TEST_F(MediaEngine, ExplicitCompleteOfUnknownLengthKeepsTheItemOpen) {
     EXPECT_DOUBLE_EQ(state(1)->percent, 0.0);
 }
 
-TEST_F(MediaEngine, SettingChangedBetweenEventsTakesEffectAtTheNext) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
-    event("Movie", KEOMediaEventTypeMonitor, 30);
-    m->trackOffsetMilestones = QString("40,90");
-    event("Movie", KEOMediaEventTypeMonitor, 45);
-    EXPECT_EQ(eventNames(), (Names{"OPEN", "MONITOR", "OFFSET_MILESTONE"}));
-}
-
 TEST_F(MediaEngine, AdItemsUseTheAdSettings) {
     m->trackMilestones = QString("25,50");
     m->adTrackMilestones = QString("10,90");

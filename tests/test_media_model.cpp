@@ -25,8 +25,3 @@ TEST(MediaModel, SharedInstanceIsOneObjectWithItsStartingSettings) {
     EXPECT_FALSE(m->segmentByMilestones);
     EXPECT_FALSE(m->adSegmentByOffsetMilestones);
 }
-
-TEST(MediaModel, EventNumberingKeepsTheGapAtSix) {
-    EXPECT_EQ(static_cast<int>(KEOMediaEventTypeComplete), 5);
-    EXPECT_EQ(static_cast<int>(KEOMediaEventTypeClick), 7);
-}

@@ -81,22 +81,6 @@ TEST_F(MediaReports, OpenClosesEveryItemOfTheSamePlayer) {
     EXPECT_EQ(state(-1)->mediaEvent.toStdString(), "CLICK");
 }
 
-TEST_F(MediaReports, EmptyPlayerIDsNeverCloseOneAnother) {
-    m->open("First", 60, "Player", "");
-    event("First", KEOMediaEventTypePlay, 0);
-    m->open("Second", 60, "Player", "");
-    event("Second", KEOMediaEventTypePlay, 0);
-    EXPECT_EQ(eventNames(), (Names{"OPEN", "OPEN"}));
-}
-
-TEST_F(MediaReports, AdNeverEvictsByPlayer) {
-    m->open("Movie", 60, "Player", "p1");
-    event("Movie", KEOMediaEventTypePlay, 0);
-    m->openAd("Spot", 15, "Player", "Movie", "", 1, "");
-    event("Spot", KEOMediaEventTypePlay, 0);
-    EXPECT_EQ(eventNames(), (Names{"OPEN", "OPEN"}));
-}
-
 TEST_F(MediaReports, PlayOfANameNotOpenIsIgnored) {
     m->play("Nothing", 0);
     EXPECT_EQ(stateCount(), 0u);
@@ -109,16 +93,4 @@ TEST_F(MediaReports, PlayAtTheEndClosesTheItemWithoutAMonitor) {
     EXPECT_EQ(eventNames(), (Names{"CLOSE"}));
     EXPECT_TRUE(state(0)->complete);
     EXPECT_EQ(KEOMediaItem::activeMonitorCount(), 0);
-}
-
-TEST_F(MediaReports, ReportsOfAClosedNameAreIgnored) {
-    m->open("Movie", 60, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
-    m->close("Movie");
-    m->click("Movie", 1);
-    m->complete("Movie", 2);
-    m->stop("Movie", 3);
-    m->track("Movie", QHash<QString, QString>());
-    EXPECT_EQ(eventNames(), (Names{"OPEN", "CLOSE"}));
-    EXPECT_EQ(mediaHits().size(), 2u);
 }
