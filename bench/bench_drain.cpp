@@ -42,6 +42,28 @@ static void BM_RawCurlReusedHandle(benchmark::State &state) {
     state.counters["hits_per_s"] =
         benchmark::Counter(HITS * state.iterations(), benchmark::Counter::kIsRate);
 }
+static void BM_RawCurlWorkerOptions(benchmark::State &state) {
+    CURL *curl = curl_easy_init();
+    char errorBuffer[CURL_ERROR_SIZE];
+    curl_slist *headers = curl_slist_append(nullptr, "User-Agent: bench");
+    headers = curl_slist_append(headers, "Accept-Language: en-us");
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT, 10L);
+    for (auto _ : state) {
+        for (int i = 0; i < HITS; ++i) {
+            curl_easy_setopt(curl, CURLOPT_URL, hitUrl(i).c_str());
+            curl_easy_perform(curl);
+        }
+    }
+    curl_easy_cleanup(curl);
+    curl_slist_free_all(headers);
+    state.counters["hits_per_s"] =
+        benchmark::Counter(HITS * state.iterations(), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_RawCurlWorkerOptions)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 BENCHMARK(BM_RawCurlReusedHandle)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 static void BM_WorkerDrain(benchmark::State &state) {

@@ -173,7 +173,9 @@ static void *_workerThreadRunner(void *) {
             free(url);
             free(identifier);
             free(timestamp);
-            sleep(static_cast<unsigned int>(delay));
+            // No call at all for no pause: a zero sleep still costs a timer slack per hit.
+            if (delay > 0)
+                sleep(static_cast<unsigned int>(delay));
         }
         _bgThreadActive.store(false);
         // A hit queued between the last empty select and the line above started no worker;
