@@ -1,0 +1,49 @@
+// Read-only view of an application's hit table, for the queue inspector and the demo. It opens
+// its own connection with SQLITE_OPEN_READONLY: the library keeps the database in write-ahead-log
+// mode, so a reader never blocks the running application and never changes a row.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace keodemo {
+
+// One row of HITS as stored: the identifier orders delivery, the time is when it was queued.
+struct QueuedHit {
+    long long id = 0;
+    std::string url;
+    long long timestamp = 0; // seconds since 1970
+};
+
+// What one read of the table found. Plain value type.
+struct QueueSnapshot {
+    bool ok = false;             // the table could be read
+    std::string error;           // why not, when !ok
+    std::string path;            // the database file that was read
+    std::vector<QueuedHit> rows; // oldest (lowest ID) first
+    // Rows ever inserted, from the AUTOINCREMENT counter, which outlives deletions; 0 when the
+    // table never held a row.
+    long long everQueued = 0;
+};
+
+// The database an inspector argument names: a database file as it stands, a data directory
+// holding KEOAnalyticsCache.sqlite, or an application working directory (its
+// data/KEOAnalyticsCache.sqlite). Any thread.
+std::string resolveQueuePath(const std::string &argument);
+
+// Reads every row of HITS in delivery order. Never writes, never creates the file. Any thread;
+// each call uses a connection of its own and closes it before returning.
+QueueSnapshot readQueue(const std::string &dbPath);
+
+// Rows in HITS, or -1 when the table can't be read. Cheaper than readQueue for polling.
+long long countQueue(const std::string &dbPath);
+
+// "0s", "42s", "3m 05s", "2h 01m", "4d 03h": an age meant to be read at a glance.
+std::string formatAge(long long seconds);
+
+// The inspector's report on a snapshot taken at `now` (seconds since 1970): a heading line, then
+// for each row its ID, age and the decoded hit (or the raw URL only, with urlsOnly).
+// Colours (ANSI) only when `colour` is true. Any thread.
+std::string formatQueue(const QueueSnapshot &snapshot, long long now, bool colour, bool urlsOnly);
+
+} // namespace keodemo
