@@ -4,6 +4,8 @@
 // sets another zone). A new child is a new run of the application.
 #include "LifecycleLab.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -238,4 +240,21 @@ TEST(LifecycleMetrics, UpgradesCountLaunchesFromTheFirstUpgradeOn) {
     EXPECT_EQ(ctx(afterThird, "a.LaunchesSinceUpgrade"), "2");
     EXPECT_EQ(ctx(afterThird, "a.DaysSinceLastUpgrade"), "3");
     EXPECT_EQ(pref(lab.prefs(), "LaunchesAfterUpgrade"), "2");
+}
+
+TEST(LifecycleMetrics, AppIdTakesNameAsItStands) {
+    LifecycleLab lab;
+    lab.dir().writeDescriptor("Save 50%2 now", "3.1");
+    const collector::DecodedHit hit = onlyLaunch(lab.run({"collect", "awake@2026-03-07 09:30:00"}));
+    EXPECT_EQ(ctx(hit, "a.AppID"), "Save 50%2 now (3.1)");
+}
+
+TEST(LifecycleMetrics, MissingDescriptorGivesBlankAppIdAndNoUpgrade) {
+    LifecycleLab lab;
+    ASSERT_TRUE(QFile::remove(lab.dir().file("app/native/bar-descriptor.xml")));
+    const collector::DecodedHit first = launchAt(lab, "2026-03-07 09:30:00");
+    EXPECT_EQ(ctx(first, "a.AppID"), " ()");
+    const collector::DecodedHit second = launchAt(lab, "2026-03-08 09:30:00");
+    EXPECT_EQ(ctx(second, "a.UpgradeEvent"), kAbsent);
+    EXPECT_EQ(pref(lab.prefs(), "LastVersion"), "");
 }
