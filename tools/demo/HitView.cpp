@@ -92,7 +92,7 @@ void appendTree(std::string &out, const collector::ContextNode &node, const Pale
             continue;
         const std::string name = shownName(child.first);
         out += indent + p.key + name + p.reset + std::string(width - name.size(), ' ') + " = " +
-               p.value + child.second.value + p.reset + "\n";
+               child.second.value + "\n";
     }
     for (const auto &child : node.children) {
         if (child.second.children.empty())
@@ -160,7 +160,7 @@ std::string headline(const collector::DecodedHit &hit) {
 
 Palette::Palette(bool colour)
     : bold(colour ? "\033[1m" : ""), dim(colour ? "\033[2m" : ""), key(colour ? "\033[36m" : ""),
-      value(""), branch(colour ? "\033[34m" : ""), good(colour ? "\033[32m" : ""),
+      branch(colour ? "\033[34m" : ""), good(colour ? "\033[32m" : ""),
       bad(colour ? "\033[1;31m" : ""), warn(colour ? "\033[33m" : ""),
       reset(colour ? "\033[0m" : ""), _colour(colour) {}
 

@@ -27,7 +27,7 @@ std::string headline(const collector::DecodedHit &hit);
 // ANSI escapes for the views, or nothing at all when colour is off.
 struct Palette {
     explicit Palette(bool colour);
-    const char *bold, *dim, *key, *value, *branch, *good, *bad, *warn, *reset;
+    const char *bold, *dim, *key, *branch, *good, *bad, *warn, *reset;
     const char *forKind(HitKind kind) const;
 
 private:
