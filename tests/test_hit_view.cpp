@@ -85,3 +85,38 @@ TEST(HitViewRender, MalformedHitSaysSoFirst) {
     const std::string text = keodemo::renderHit(hit, keodemo::Palette(false), "");
     EXPECT_EQ(0u, text.find("MALFORMED: ")) << text;
 }
+
+namespace {
+
+collector::Hit received(const std::string &query) {
+    collector::Hit hit;
+    hit.method = "GET";
+    hit.path = "/b/ss/rs/0/BBN-4.0.0/s1";
+    hit.rawQuery = query;
+    hit.decoded = decodeHit(hit.path, hit.rawQuery);
+    return hit;
+}
+
+} // namespace
+
+TEST(HitViewTally, DuplicateDeliveryCountsOnce) {
+    const collector::Hit home = received("AQB=1&ndh=1&pageName=Home&AQE=1");
+    const keodemo::Receipts receipts = keodemo::tally({home, home});
+    EXPECT_EQ(2u, receipts.total);
+    EXPECT_EQ(1u, receipts.distinct);
+    EXPECT_EQ(1, receipts.perKind[static_cast<int>(HitKind::State)]);
+}
+
+TEST(HitViewTally, HitsDifferingOnlyInQueryAreDistinct) {
+    const keodemo::Receipts receipts =
+        keodemo::tally({received("AQB=1&ndh=1&pageName=Home&AQE=1"),
+                        received("AQB=1&ndh=1&pe=lnk_o&pev2=KEOACTION%3ABuy&AQE=1")});
+    EXPECT_EQ(2u, receipts.distinct);
+    EXPECT_EQ(1, receipts.perKind[static_cast<int>(HitKind::State)]);
+    EXPECT_EQ(1, receipts.perKind[static_cast<int>(HitKind::Action)]);
+}
+
+TEST(HitViewTally, MalformedHitIsCounted) {
+    const keodemo::Receipts receipts = keodemo::tally({received("pageName=Home")});
+    EXPECT_EQ(1u, receipts.malformed);
+}

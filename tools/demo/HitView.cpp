@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <set>
 #include <vector>
 
 namespace keodemo {
@@ -213,6 +214,21 @@ std::string renderHit(const collector::DecodedHit &hit, const Palette &p,
         appendTree(out, hit.context, p, indent + "  ");
     }
     return out;
+}
+
+Receipts tally(const std::vector<collector::Hit> &hits) {
+    Receipts receipts;
+    std::set<std::string> seen;
+    receipts.total = hits.size();
+    for (const collector::Hit &hit : hits) {
+        if (!seen.insert(hit.path + "?" + hit.rawQuery).second)
+            continue;
+        ++receipts.distinct;
+        if (!hit.decoded.wellFormed)
+            ++receipts.malformed;
+        ++receipts.perKind[static_cast<int>(kindOf(hit.decoded))];
+    }
+    return receipts;
 }
 
 } // namespace keodemo

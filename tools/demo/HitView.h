@@ -3,9 +3,11 @@
 // inspector so that a hit reads the same whether it arrived or still waits.
 #pragma once
 
+#include "Collector.h"
 #include "HitDecoder.h"
 
 #include <string>
+#include <vector>
 
 namespace keodemo {
 
@@ -38,5 +40,17 @@ private:
 // line starting with `indent`. A malformed hit says so first. Ends with a newline. Any thread.
 std::string renderHit(const collector::DecodedHit &hit, const Palette &palette,
                       const std::string &indent);
+
+// What arrived, each distinct hit counted once: delivery is at least once, so a hit may come
+// twice, and a duplicate is no proof of another hit. Plain value type.
+struct Receipts {
+    size_t total = 0;                // requests received
+    size_t distinct = 0;             // different path and query
+    size_t malformed = 0;            // of the distinct ones
+    int perKind[kHitKindCount] = {}; // of the distinct ones
+};
+
+// Counts received hits by identity of path and query. Pure, any thread.
+Receipts tally(const std::vector<collector::Hit> &hits);
 
 } // namespace keodemo

@@ -21,7 +21,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -125,30 +124,6 @@ std::string selfExecutable() {
     return path;
 }
 
-// What arrived, counted once per distinct hit: delivery is at least once, so a hit may come
-// twice, and a duplicate is no proof of another hit.
-struct Receipts {
-    size_t total = 0;
-    size_t distinct = 0;
-    size_t malformed = 0;
-    int perKind[keodemo::kHitKindCount] = {};
-};
-
-Receipts tally(const std::vector<collector::Hit> &hits) {
-    Receipts receipts;
-    std::set<std::string> seen;
-    receipts.total = hits.size();
-    for (const collector::Hit &hit : hits) {
-        if (!seen.insert(hit.path + "?" + hit.rawQuery).second)
-            continue;
-        ++receipts.distinct;
-        if (!hit.decoded.wellFormed)
-            ++receipts.malformed;
-        ++receipts.perKind[static_cast<int>(keodemo::kindOf(hit.decoded))];
-    }
-    return receipts;
-}
-
 int runDemo(int argc, char **argv, const std::string &dir, bool colour,
             const std::vector<keodemo::Step> &steps) {
     keodemo::Console console(colour);
@@ -191,10 +166,10 @@ int runDemo(int argc, char **argv, const std::string &dir, bool colour,
     // Everything queued must have left the table and arrived, each at least once.
     const auto deadline = std::chrono::steady_clock::now() + 20s;
     keodemo::QueueSnapshot queue;
-    Receipts receipts;
+    keodemo::Receipts receipts;
     for (;;) {
         queue = keodemo::readQueue(db);
-        receipts = tally(server.hits());
+        receipts = keodemo::tally(server.hits());
         const bool settled = queue.ok && queue.rows.empty() &&
                              receipts.distinct >= static_cast<size_t>(queue.everQueued);
         if (settled || std::chrono::steady_clock::now() >= deadline)
