@@ -318,7 +318,25 @@ QString KEOStatic::getServerVisitorID() {
 // ---------------------------------------------------------------------------------------
 // Context data
 
+// True when neither cleaning pattern can match: only letters, digits and single inner dots.
+// Such keys, nearly all of them, come back unchanged without building two regular expressions.
+static bool isCleanKey(const QString &key) {
+    const int length = key.size();
+    for (int i = 0; i < length; ++i) {
+        const ushort c = key.at(i).unicode();
+        const bool alphanumeric =
+            (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (alphanumeric)
+            continue;
+        if (c != '.' || i == 0 || i == length - 1 || key.at(i + 1) == QLatin1Char('.'))
+            return false;
+    }
+    return true;
+}
+
 QString KEOStatic::cleanContextDataKey(QString value) {
+    if (isCleanKey(value))
+        return value;
     QString fixedString = value;
     // One pass over the original text: dots that only become leading or trailing through
     // this removal stay.
@@ -372,11 +390,23 @@ QString KEOStatic::serializeContextData(QHash<QString, KEOContextData *> cHash) 
     while (it.hasNext()) {
         it.next();
         const KEOContextData *ctx = it.value();
-        if (ctx->value.length() > 0)
-            returnValue.append(QString("&%1=%2").arg(urlEncode(it.key()), urlEncode(ctx->value)));
-        if (ctx->subValues.count() > 0)
-            returnValue.append(QString("&%1.%2&.%1")
-                                   .arg(urlEncode(it.key()), serializeContextData(ctx->subValues)));
+        // "&%1=%2" and "&%1.%2&.%1" written by concatenation: like the two-argument arg, nothing
+        // inserted is scanned again, and no format is parsed per pair on the caller's thread.
+        if (ctx->value.length() > 0) {
+            returnValue += QLatin1Char('&');
+            returnValue += urlEncode(it.key());
+            returnValue += QLatin1Char('=');
+            returnValue += urlEncode(ctx->value);
+        }
+        if (ctx->subValues.count() > 0) {
+            const QString key = urlEncode(it.key());
+            returnValue += QLatin1Char('&');
+            returnValue += key;
+            returnValue += QLatin1Char('.');
+            returnValue += serializeContextData(ctx->subValues);
+            returnValue += QLatin1String("&.");
+            returnValue += key;
+        }
     }
     return returnValue;
 }
@@ -387,7 +417,10 @@ QString KEOStatic::serializeToQueryString(QHash<QString, QString> vars,
     QHashIterator<QString, QString> it(vars);
     while (it.hasNext()) {
         it.next();
-        queryParameters.append(QString("&%1=%2").arg(urlEncode(it.key()), urlEncode(it.value())));
+        queryParameters += QLatin1Char('&');
+        queryParameters += urlEncode(it.key());
+        queryParameters += QLatin1Char('=');
+        queryParameters += urlEncode(it.value());
     }
     if (contextData.count() > 0) {
         QHash<QString, KEOContextData *> *tree = translateContextData(contextData);
@@ -400,6 +433,18 @@ QString KEOStatic::serializeToQueryString(QHash<QString, QString> vars,
 }
 
 QString KEOStatic::urlEncode(QString value) {
+    // Text of unreserved characters only encodes to itself; most keys and many values are such.
+    bool unreserved = true;
+    for (const QChar ch : value) {
+        const ushort c = ch.unicode();
+        if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+              c == '-' || c == '.' || c == '_' || c == '~')) {
+            unreserved = false;
+            break;
+        }
+    }
+    if (unreserved)
+        return value;
     return QString(QUrl::toPercentEncoding(value, QByteArray(), QByteArray()));
 }
 
