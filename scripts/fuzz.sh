@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang-14 in build-fuzz and runs each for N seconds
+# (default 20), starting from the seed corpus in fuzz/corpus. Fails on the first crash, leak or
+# sanitizer report; the input that caused it is left in build-fuzz/artifacts.
+#   scripts/fuzz.sh [seconds] [target...]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-20}
+shift || true
+targets=("$@")
+[ ${#targets[@]} -eq 0 ] && targets=(fuzz_context fuzz_json_file)
+
+cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+  -DKEOMOBILE_BUILD_FUZZ=ON -DKEOMOBILE_BUILD_TESTS=OFF -DKEOMOBILE_BUILD_BENCH=OFF >/dev/null
+cmake --build build-fuzz -j2 --target "${targets[@]}"
+
+mkdir -p build-fuzz/artifacts
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+for target in "${targets[@]}"; do
+  seeds=fuzz/corpus/${target#fuzz_}
+  # New inputs go to a scratch corpus, so the committed seeds only change by hand.
+  work=build-fuzz/corpus/${target#fuzz_}
+  mkdir -p "$work"
+  echo "== $target, ${seconds}s =="
+  log=build-fuzz/$target.log
+  status=0
+  build-fuzz/fuzz/"$target" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
+    -artifact_prefix=build-fuzz/artifacts/"$target"- -print_final_stats=1 "$work" "$seeds" \
+    >"$log" 2>&1 || status=$?
+  grep -E "DONE|stat::number_of_executed_units|ERROR|SUMMARY" "$log" || true
+  if [ "$status" -ne 0 ]; then
+    tail -40 "$log"
+    echo "$target failed; the input is in build-fuzz/artifacts"
+    exit 1
+  fi
+done
