@@ -42,18 +42,6 @@ protected:
         return "http://" + server.baseServer() +
                "/b/ss/rsid1/0/BBN-4.0.0/s1?AQB=1&ndh=1&pageName=" + page + "&c.&k=v&.c&AQE=1";
     }
-    static std::vector<std::string> pages(const std::vector<collector::Hit> &hits) {
-        std::vector<std::string> names;
-        for (const collector::Hit &hit : hits)
-            names.push_back(var(hit, "pageName"));
-        return names;
-    }
-    static size_t countOf(const std::string &text, const std::string &needle) {
-        size_t count = 0;
-        for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
-            ++count;
-        return count;
-    }
 };
 
 } // namespace

@@ -27,28 +27,7 @@ protected:
         });
         return countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit(");
     }
-    // Waits until the table holds exactly n rows; false on time-out.
-    bool waitForRows(int n, milliseconds timeout) {
-        const auto deadline = steady_clock::now() + timeout;
-        while (steady_clock::now() < deadline) {
-            if (dir.hitRows() == n)
-                return true;
-            std::this_thread::sleep_for(20ms);
-        }
-        return false;
-    }
-    std::vector<std::string> pages() const {
-        std::vector<std::string> names;
-        for (const collector::Hit &hit : server.hits())
-            names.push_back(var(hit, "pageName"));
-        return names;
-    }
-    static size_t countOf(const std::string &text, const std::string &needle) {
-        size_t count = 0;
-        for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
-            ++count;
-        return count;
-    }
+    std::vector<std::string> pages() const { return ::pages(server.hits()); }
 };
 
 using collector::Fault;

@@ -12,10 +12,10 @@ std::vector<collector::Hit> LoopbackTest::waitForHits(size_t n, std::chrono::mil
     return server.hits();
 }
 
-bool LoopbackTest::waitForEmptyQueue(std::chrono::milliseconds timeout) {
+bool LoopbackTest::waitForRows(int n, std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {
-        if (dir.hitRows() == 0)
+        if (dir.hitRows() == n)
             return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
@@ -28,4 +28,18 @@ std::string var(const collector::Hit &hit, const std::string &key) {
 
 std::string ctx(const collector::Hit &hit, const std::string &dottedPath) {
     return hit.decoded.ctx(dottedPath).value_or("<missing>");
+}
+
+std::vector<std::string> pages(const std::vector<collector::Hit> &hits) {
+    std::vector<std::string> names;
+    for (const collector::Hit &hit : hits)
+        names.push_back(var(hit, "pageName"));
+    return names;
+}
+
+size_t countOf(const std::string &text, const std::string &needle) {
+    size_t count = 0;
+    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
+        ++count;
+    return count;
 }

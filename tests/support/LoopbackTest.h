@@ -17,8 +17,11 @@ protected:
     // Waits for n hits in all and returns them; fails the test when they don't come.
     std::vector<collector::Hit>
     waitForHits(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
-    // Waits until the table holds no row; false on time-out.
-    bool waitForEmptyQueue(std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    // Waits until the table holds exactly n rows; false on time-out.
+    bool waitForRows(int n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    bool waitForEmptyQueue(std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+        return waitForRows(0, timeout);
+    }
 
     WorkDir dir;
     collector::Collector server;
@@ -27,3 +30,7 @@ protected:
 // A decoded value or "<missing>", so that expectations read as literals.
 std::string var(const collector::Hit &hit, const std::string &key);
 std::string ctx(const collector::Hit &hit, const std::string &dottedPath);
+// The "pageName" of each hit, in arrival order.
+std::vector<std::string> pages(const std::vector<collector::Hit> &hits);
+// How often needle stands in text.
+size_t countOf(const std::string &text, const std::string &needle);
