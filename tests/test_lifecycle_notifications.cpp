@@ -58,9 +58,18 @@ struct App {
 // Sends a screen hit and waits until it and everything before it have arrived, so that the
 // hits of the collector are then complete. Returns the lifecycle hits among them.
 std::vector<collector::DecodedHit> lifecycleHitsAfterMarker(LifecycleLab &lab) {
-    const size_t before = lab.collector().count();
+    // Delivery is first in, first out: once the marker is in, every earlier hit is too.
     KEOMobile::trackState("Marker", QHash<QString, QString>());
-    EXPECT_TRUE(lab.collector().waitForHits(before + 1, std::chrono::seconds(10)));
+    const auto markerArrived = [&lab] {
+        for (const collector::Hit &hit : lab.collector().hits())
+            if (hit.decoded.var("pageName") == std::optional<std::string>("Marker"))
+                return true;
+        return false;
+    };
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!markerArrived() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(markerArrived());
     std::vector<collector::DecodedHit> launches;
     for (const collector::Hit &hit : lab.collector().hits())
         if (hit.decoded.var("pev2") == std::optional<std::string>("KEOINTERNAL:Lifecycle"))
