@@ -21,8 +21,7 @@ TEST_F(MediaEngine, GateAcceptsOnlyChangesOfThePlayState) {
 
 TEST_F(MediaEngine, PercentMilestonesFireOnceEachAtTheirCrossing) {
     m->trackMilestones = QString("25,50,75");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     ticks("Movie", 1, 80);
     std::vector<int> fired;
     for (size_t i = 0; i < stateCount(); i++) {
@@ -38,8 +37,7 @@ TEST_F(MediaEngine, PercentMilestonesFireOnceEachAtTheirCrossing) {
 
 TEST_F(MediaEngine, MilestoneListWithoutCommaNeverFires) {
     m->trackMilestones = QString("50");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     ticks("Movie", 1, 60);
     for (const std::string &name : eventNames())
         EXPECT_NE(name, "MILESTONE");
@@ -47,8 +45,7 @@ TEST_F(MediaEngine, MilestoneListWithoutCommaNeverFires) {
 
 TEST_F(MediaEngine, JumpOverSeveralMilestonesFiresOnlyTheFirstInListOrder) {
     m->trackMilestones = QString("25,50,75");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 10);
     event("Movie", KEOMediaEventTypeMonitor, 80);
     event("Movie", KEOMediaEventTypeMonitor, 81);
@@ -58,8 +55,7 @@ TEST_F(MediaEngine, JumpOverSeveralMilestonesFiresOnlyTheFirstInListOrder) {
 
 TEST_F(MediaEngine, MilestoneFiresAgainAfterSeekBackButNotAsFirstTime) {
     m->trackMilestones = QString("25,50");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 30); // MILESTONE 25
     event("Movie", KEOMediaEventTypeStop, 30);
     event("Movie", KEOMediaEventTypePlay, 10); // seek back
@@ -73,8 +69,7 @@ TEST_F(MediaEngine, MilestoneFiresAgainAfterSeekBackButNotAsFirstTime) {
 TEST_F(MediaEngine, OffsetMilestoneTakesTheNameWhenBothKindsAreCrossed) {
     m->trackMilestones = QString("25,50");
     m->trackOffsetMilestones = QString("20,40");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 26);
     ASSERT_EQ(stateCount(), 2u);
     EXPECT_EQ(state(1)->mediaEvent.toStdString(), "OFFSET_MILESTONE");
@@ -84,8 +79,7 @@ TEST_F(MediaEngine, OffsetMilestoneTakesTheNameWhenBothKindsAreCrossed) {
 
 TEST_F(MediaEngine, SecondsTimerCountsPlayAcrossStopAndSeek) {
     m->trackSeconds = 10;
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     ticks("Movie", 1, 14); // SECONDS at 10, then 4 s counted
     event("Movie", KEOMediaEventTypeStop, 14);
     event("Movie", KEOMediaEventTypePlay, 30); // the seek is no time played
@@ -119,8 +113,7 @@ TEST_F(MediaEngine, PercentSegmentsFollowTheListWithAppendedHundred) {
 TEST_F(MediaEngine, NewSegmentShowsOnlyAfterTheHitOfTheOldOne) {
     m->trackMilestones = QString("25,50");
     m->segmentByMilestones = true;
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 30); // crosses into M:25-50, still reports M:0-25
     event("Movie", KEOMediaEventTypeMonitor, 31);
     ASSERT_EQ(stateCount(), 3u);
@@ -158,8 +151,7 @@ TEST_F(MediaEngine, CallersOwnSegmentTurnsGenerationOff) {
 }
 
 TEST_F(MediaEngine, TickAtTheEndClosesAndCompletesTheItem) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 100);
     ASSERT_EQ(stateCount(), 2u);
     EXPECT_EQ(state(1)->mediaEvent.toStdString(), "CLOSE");
@@ -169,8 +161,7 @@ TEST_F(MediaEngine, TickAtTheEndClosesAndCompletesTheItem) {
 }
 
 TEST_F(MediaEngine, CloseWithinTheThresholdOfTheEndCompletes) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->stop("Movie", 99.5);
     m->close("Movie");
     ASSERT_EQ(stateCount(), 3u);
@@ -179,8 +170,7 @@ TEST_F(MediaEngine, CloseWithinTheThresholdOfTheEndCompletes) {
 }
 
 TEST_F(MediaEngine, CloseBeforeTheThresholdDoesNotComplete) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->stop("Movie", 98);
     m->close("Movie");
     ASSERT_EQ(stateCount(), 3u);
@@ -189,8 +179,7 @@ TEST_F(MediaEngine, CloseBeforeTheThresholdDoesNotComplete) {
 }
 
 TEST_F(MediaEngine, StopPastTheEndIsClampedAndClosesTheItem) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->stop("Movie", 150);
     ASSERT_EQ(stateCount(), 2u);
     EXPECT_EQ(state(1)->mediaEvent.toStdString(), "CLOSE");

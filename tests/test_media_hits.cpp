@@ -25,8 +25,7 @@ TEST_F(MediaHits, FirstHitOfContentStartsTheViewWithTheItemKeys) {
 }
 
 TEST_F(MediaHits, LaterHitIsAnIncrementWithoutTheView) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->track("Movie", QHash<QString, QString>());
     const auto hits = mediaHits();
     ASSERT_EQ(hits.size(), 2u);
@@ -37,8 +36,7 @@ TEST_F(MediaHits, LaterHitIsAnIncrementWithoutTheView) {
 }
 
 TEST_F(MediaHits, TimePlayedIsSentInWholeSecondsAndTheFractionCarriesOver) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->stop("Movie", 9.9);
     m->track("Movie", QHash<QString, QString>()); // 9.9 s: "9", 0.9 s stay
     event("Movie", KEOMediaEventTypePlay, 9.9);
@@ -51,8 +49,7 @@ TEST_F(MediaHits, TimePlayedIsSentInWholeSecondsAndTheFractionCarriesOver) {
 }
 
 TEST_F(MediaHits, TrackKeepsTheApplicationsKeysButMediaKeysWin) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     QHash<QString, QString> data;
     data["a.media.name"] = "Other";
     data["show"] = "Evening";
@@ -64,8 +61,7 @@ TEST_F(MediaHits, TrackKeepsTheApplicationsKeysButMediaKeysWin) {
 }
 
 TEST_F(MediaHits, ClickIsCarriedOnTheNextHitOnly) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->click("Movie", 5);
     m->track("Movie", QHash<QString, QString>());
     const auto hits = mediaHits();
@@ -75,8 +71,7 @@ TEST_F(MediaHits, ClickIsCarriedOnTheNextHitOnly) {
 }
 
 TEST_F(MediaHits, CompletionIsReportedOnce) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     m->complete("Movie", 50);
     m->complete("Movie", 60);
     const auto hits = mediaHits();
@@ -88,8 +83,7 @@ TEST_F(MediaHits, CompletionIsReportedOnce) {
 TEST_F(MediaHits, MilestoneKeysAreOnTheHitTheyCausedOnly) {
     m->trackMilestones = QString("25,50");
     m->trackOffsetMilestones = QString("20,40");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 26);
     m->track("Movie", QHash<QString, QString>());
     const auto hits = mediaHits();
@@ -103,8 +97,7 @@ TEST_F(MediaHits, MilestoneKeysAreOnTheHitTheyCausedOnly) {
 TEST_F(MediaHits, SegmentChangeHitReportsTheSegmentJustPlayed) {
     m->trackMilestones = QString("25,50");
     m->segmentByMilestones = true;
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 30);
     m->track("Movie", QHash<QString, QString>());
     const auto hits = mediaHits();
@@ -119,8 +112,7 @@ TEST_F(MediaHits, SegmentChangeHitReportsTheSegmentJustPlayed) {
 }
 
 TEST_F(MediaHits, CloseReachedByTheEndSendsOneCompletingHit) {
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 100);
     m->track("Movie", QHash<QString, QString>()); // closed: nothing
     const auto hits = mediaHits();
@@ -141,8 +133,7 @@ static void trackFromDelegate(KEOMediaState *state) {
 TEST_F(MediaHits, DelegateTrackingInsideItsCallbackReplacesTheEventsHit) {
     m->mediaMeasurementDelegate = trackFromDelegate;
     m->trackMilestones = QString("25,50");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 30);
     const auto hits = mediaHits();
     ASSERT_EQ(hits.size(), 2u);
@@ -209,8 +200,7 @@ static void closeFromDelegate(KEOMediaState *state) {
 TEST_F(MediaHits, DelegateClosingItsItemInsideTheCallbackSendsOnlyTheCloseHit) {
     m->mediaMeasurementDelegate = closeFromDelegate;
     m->trackMilestones = QString("25,50");
-    m->open("Movie", 100, "Player", "");
-    event("Movie", KEOMediaEventTypePlay, 0);
+    openAndPlay("Movie", 100);
     event("Movie", KEOMediaEventTypeMonitor, 30);
     m->click("Movie", 31); // closed: nothing
     const auto hits = mediaHits();

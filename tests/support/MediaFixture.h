@@ -50,6 +50,11 @@ protected:
     void event(const QString &name, KEOMediaEventType type, double offset) {
         m->playerEvent(name, type, QHash<QString, QString>(), offset, 0, QString());
     }
+    // The usual start of a test: a content item opened and played from its beginning.
+    void openAndPlay(const QString &name, double length) {
+        m->open(name, length, "Player", "");
+        event(name, KEOMediaEventTypePlay, 0);
+    }
     // Monitor ticks at each whole second from `from` to `to`, both included.
     void ticks(const QString &name, int from, int to) {
         for (int second = from; second <= to; second++)
