@@ -5,8 +5,6 @@
 
 #include <QDateTime>
 #include <QHashIterator>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QStringList>
 
 #include <climits>
@@ -29,7 +27,7 @@ static const QString DEFAULT_PLAYER_NAME = "Not_Specified";
 
 // Atomic: the unlocked first test of the double-checked creation reads it on any thread.
 static std::atomic<KEOMediaAnalytics *> _sharedInstance(nullptr);
-static QMutex _instanceMutex;
+static std::mutex _instanceMutex;
 
 // Whole seconds by "%1.0lf", the one format of every double in a media hit.
 static QString _wholeText(double value) {
@@ -70,8 +68,12 @@ static QString _eventName(double lastTrackOffset, KEOMediaEventType eventType) {
 }
 
 KEOMediaTextSetting &KEOMediaTextSetting::operator=(const QString &value) {
-    std::lock_guard<std::mutex> guard(_mutex);
-    _value = value;
+    // The old text is released by `replaced` after the lock, so the lock is held for a swap only.
+    QString replaced(value);
+    {
+        std::lock_guard<std::mutex> guard(_mutex);
+        _value.swap(replaced);
+    }
     return *this;
 }
 
@@ -83,7 +85,7 @@ QString KEOMediaTextSetting::value() const {
 KEOMediaAnalytics *KEOMediaAnalytics::sharedInstance() {
     if (_sharedInstance != nullptr)
         return _sharedInstance;
-    QMutexLocker locker(&_instanceMutex);
+    std::lock_guard<std::mutex> locker(_instanceMutex);
     if (_sharedInstance == nullptr)
         _sharedInstance = new KEOMediaAnalytics();
     return _sharedInstance;

@@ -5,13 +5,12 @@
 #include <bb/cascades/Application>
 
 #include <QDebug>
-#include <QMutex>
-#include <QMutexLocker>
 
 #include <atomic>
+#include <mutex>
 
 namespace {
-QMutex _instanceMutex;
+std::mutex _instanceMutex;
 // Atomic so that a thread that sees the pointer also sees the constructed object.
 std::atomic<KEONotificationHandler *> _sharedInstance{nullptr};
 } // namespace
@@ -20,7 +19,7 @@ KEONotificationHandler *KEONotificationHandler::sharedInstance() {
     KEONotificationHandler *instance = _sharedInstance.load(std::memory_order_acquire);
     if (instance)
         return instance;
-    QMutexLocker locker(&_instanceMutex);
+    std::lock_guard<std::mutex> locker(_instanceMutex);
     instance = _sharedInstance.load(std::memory_order_relaxed);
     if (!instance) {
         instance = new KEONotificationHandler();

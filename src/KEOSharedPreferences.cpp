@@ -6,23 +6,22 @@
 
 #include <QDebug>
 #include <QMap>
-#include <QMutexLocker>
 
 #include <atomic>
 
-QMutex KEOSharedPreferences::_jsonMutex;
+std::mutex KEOSharedPreferences::_jsonMutex;
 
 namespace {
 // Atomic so that a thread that sees the pointer also sees the constructed object.
 std::atomic<KEOSharedPreferences *> _sharedInstance{nullptr};
-QMutex _instanceMutex;
+std::mutex _instanceMutex;
 } // namespace
 
 KEOSharedPreferences *KEOSharedPreferences::sharedInstance() {
     KEOSharedPreferences *instance = _sharedInstance.load(std::memory_order_acquire);
     if (instance)
         return instance;
-    QMutexLocker locker(&_instanceMutex);
+    std::lock_guard<std::mutex> locker(_instanceMutex);
     instance = _sharedInstance.load(std::memory_order_relaxed);
     if (!instance) {
         instance = new KEOSharedPreferences();
@@ -32,7 +31,7 @@ KEOSharedPreferences *KEOSharedPreferences::sharedInstance() {
 }
 
 KEOSharedPreferences::KEOSharedPreferences() {
-    QMutexLocker locker(&_jsonMutex);
+    std::lock_guard<std::mutex> locker(_jsonMutex);
     bb::data::JsonDataAccess jda;
     _filePath = new QString(QString("%1/data/KEOPreferences.json")
                                 .arg(QString(KEOStatic::getCurrentWorkingDirectory()), 0, ' '));
@@ -48,7 +47,7 @@ KEOSharedPreferences::~KEOSharedPreferences() {
 }
 
 void KEOSharedPreferences::putString(QString key, QString value) {
-    QMutexLocker locker(&_jsonMutex);
+    std::lock_guard<std::mutex> locker(_jsonMutex);
     QMap<QString, QVariant> map = _jsonData->toMap();
     map[key] = QVariant(value);
     _jsonData->setValue(map);
@@ -61,7 +60,7 @@ void KEOSharedPreferences::putString(QString key, QString value) {
 }
 
 QString KEOSharedPreferences::getString(QString key) {
-    QMutexLocker locker(&_jsonMutex);
+    std::lock_guard<std::mutex> locker(_jsonMutex);
     QMap<QString, QVariant> map = _jsonData->toMap();
     return map[key].toString();
 }
@@ -91,7 +90,7 @@ QDateTime KEOSharedPreferences::getDateTime(QString key) {
 }
 
 void KEOSharedPreferences::remove(QString key) {
-    QMutexLocker locker(&_jsonMutex);
+    std::lock_guard<std::mutex> locker(_jsonMutex);
     QMap<QString, QVariant> map = _jsonData->toMap();
     map.remove(key);
     _jsonData->setValue(map);
