@@ -58,7 +58,10 @@ static void trackRequest(QHash<QString, QString> data, QHash<QString, QString> v
     url.append(QString("/s%1?AQB=1&ndh=1%2&AQE=1")
                    .arg(random, KEOStatic::serializeToQueryString(mutableVars, mutableData)));
 
-    KEOStatic::logDebug("Analytics -- Attempting to send request (%s)", url.toUtf8().constData());
+    // The URL is converted for the line only when debug logging will write it.
+    if (config->getDebugLogging())
+        KEOStatic::logDebug("Analytics -- Attempting to send request (%s)",
+                            url.toUtf8().constData());
     KEOAnalyticsWorker::sharedInstance()->queue(url);
 }
 
