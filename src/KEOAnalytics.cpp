@@ -12,17 +12,19 @@
 #include <cmath>
 #include <pthread.h>
 
-static const QString DEVICE_NAME_KEY = "a.DeviceName";
-static const QString CARRIER_NAME_KEY = "a.CarrierName";
-static const QString OS_VERSION_KEY = "a.OSVersion";
-static const QString RESOLUTION_KEY = "a.Resolution";
+// Allocated once and never destroyed: the detached worker and media monitor threads may still
+// read them while the process runs its exit handlers.
+static const QString &DEVICE_NAME_KEY = *new QString("a.DeviceName");
+static const QString &CARRIER_NAME_KEY = *new QString("a.CarrierName");
+static const QString &OS_VERSION_KEY = *new QString("a.OSVersion");
+static const QString &RESOLUTION_KEY = *new QString("a.Resolution");
 // Reserved: no hit carries it.
-static const QString WINDOW_RESOLUTION_KEY = "a.WindowResolution";
+[[maybe_unused]] static const char WINDOW_RESOLUTION_KEY[] = "a.WindowResolution";
 
 static const double R = 6371.0;
 static const double RADIAN_CONVERSION = 0.017453292519943295;
 
-static QString _baseURL;
+static QString &_baseURL = *new QString();
 static pthread_once_t _baseURL_pred = PTHREAD_ONCE_INIT;
 
 static void _initBaseURL() {

@@ -223,6 +223,10 @@ KEOAnalyticsWorker *KEOAnalyticsWorker::sharedInstance() {
 
 KEOAnalyticsWorker::KEOAnalyticsWorker() {
     qDebug() << "KEOAnalyticsWorker::KEOAnalyticsWorker()";
+    // libcurl's global set-up (its TLS library's with it) runs once, here, before any worker
+    // exists: left to a worker's first curl_easy_init it races the process's exit handlers,
+    // which tear the TLS library down, when an application ends right after its first hit.
+    curl_global_init(CURL_GLOBAL_DEFAULT);
     _createDB();
     _bringOnline();
 }

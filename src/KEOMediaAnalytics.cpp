@@ -11,19 +11,21 @@
 #include <cmath>
 #include <memory>
 
-static const QString MEDIA_ACTION = "VideoTracking";
-static const QString EVENT_OPEN = "OPEN";
-static const QString EVENT_PLAY = "PLAY";
-static const QString EVENT_STOP = "STOP";
-static const QString EVENT_MONITOR = "MONITOR";
-static const QString EVENT_TRACK = "TRACK";
-static const QString EVENT_COMPLETE = "COMPLETE";
-static const QString EVENT_CLICK = "CLICK";
-static const QString EVENT_CLOSE = "CLOSE";
-static const QString EVENT_MILESTONE = "MILESTONE";
-static const QString EVENT_OFFSET_MILESTONE = "OFFSET_MILESTONE";
-static const QString EVENT_SECONDS = "SECONDS";
-static const QString DEFAULT_PLAYER_NAME = "Not_Specified";
+// Allocated once and never destroyed: the detached worker and media monitor threads may still
+// read them while the process runs its exit handlers.
+static const QString &MEDIA_ACTION = *new QString("VideoTracking");
+static const QString &EVENT_OPEN = *new QString("OPEN");
+static const QString &EVENT_PLAY = *new QString("PLAY");
+static const QString &EVENT_STOP = *new QString("STOP");
+static const QString &EVENT_MONITOR = *new QString("MONITOR");
+static const QString &EVENT_TRACK = *new QString("TRACK");
+static const QString &EVENT_COMPLETE = *new QString("COMPLETE");
+static const QString &EVENT_CLICK = *new QString("CLICK");
+static const QString &EVENT_CLOSE = *new QString("CLOSE");
+static const QString &EVENT_MILESTONE = *new QString("MILESTONE");
+static const QString &EVENT_OFFSET_MILESTONE = *new QString("OFFSET_MILESTONE");
+static const QString &EVENT_SECONDS = *new QString("SECONDS");
+static const QString &DEFAULT_PLAYER_NAME = *new QString("Not_Specified");
 
 // Atomic: the unlocked first test of the double-checked creation reads it on any thread.
 static std::atomic<KEOMediaAnalytics *> _sharedInstance(nullptr);
@@ -111,8 +113,13 @@ void KEOMediaAnalytics::_unpin(KEOMediaItem *item) {
 // Items used to live to the end of the process; each is freed instead once it has left
 // mediaItemList and neither a run of the engine nor its monitor thread can still read it.
 void KEOMediaAnalytics::_release(KEOMediaItem *item) {
-    if (item == nullptr || _pinned.contains(item) || item->monitorThreadActive ||
+    if (item == nullptr || _pinned.contains(item) ||
         mediaItemList.value(item->name, nullptr) == item)
+        return;
+    // Out of the list and not playing it never ticks again: end its monitor, or both live forever.
+    if (item->monitorThreadActive && item->lastEventType != KEOMediaEventTypePlay)
+        item->stopMonitor();
+    if (item->monitorThreadActive)
         return;
     delete item;
 }

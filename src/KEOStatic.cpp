@@ -34,29 +34,31 @@ static const char *DEBUG_PREFIX = "KEOMobile Debug: ";
 // The namespace of the platform's application descriptor.
 static const char *BAR_NAMESPACE = "http://www.qnx.com/schemas/application/1.0";
 
-static QString _timestamp;
+// Allocated once and never destroyed: the detached worker and media monitor threads may still
+// read them while the process runs its exit handlers.
+static QString &_timestamp = *new QString();
 static pthread_once_t _timestamp_pred = PTHREAD_ONCE_INIT;
 
-static QString _userAgent;
+static QString &_userAgent = *new QString();
 static pthread_once_t _userAgent_pred = PTHREAD_ONCE_INIT;
-static QString _osVersion;
+static QString &_osVersion = *new QString();
 static pthread_once_t _osVersion_pred = PTHREAD_ONCE_INIT;
-static QString _operatingSystem;
+static QString &_operatingSystem = *new QString();
 static pthread_once_t _operatingSystem_pred = PTHREAD_ONCE_INIT;
-static QString _platformName;
+static QString &_platformName = *new QString();
 static pthread_once_t _platformName_pred = PTHREAD_ONCE_INIT;
-static QString _carrierName;
+static QString &_carrierName = *new QString();
 static pthread_once_t _carrierName_pred = PTHREAD_ONCE_INIT;
-static QString _resolution;
+static QString &_resolution = *new QString();
 static pthread_once_t _resolution_pred = PTHREAD_ONCE_INIT;
-static QString _locale;
+static QString &_locale = *new QString();
 static pthread_once_t _locale_pred = PTHREAD_ONCE_INIT;
-static QString _applicationID;
-static QString _applicationName;
-static QString _applicationVersion;
+static QString &_applicationID = *new QString();
+static QString &_applicationName = *new QString();
+static QString &_applicationVersion = *new QString();
 static pthread_once_t _applicationID_pred = PTHREAD_ONCE_INIT;
 
-static QString _aid;
+static QString &_aid = *new QString();
 static pthread_once_t _serverVID_pred = PTHREAD_ONCE_INIT;
 
 // ---------------------------------------------------------------------------------------
