@@ -93,3 +93,25 @@ TEST_F(MediaMonitor, ReportsBesideTicksLoseNoEvent) {
     m->close("Left");
     m->close("Right");
 }
+
+// Opens the name anew while the item's first event is being told, once: the play that told it
+// then finds the new, unplayed item and starts that one's monitor.
+static void reopenOnce(KEOMediaState *state) {
+    static bool reopened = false;
+    const QString name = state->name;
+    media_test::recordState(state);
+    if (!reopened) {
+        reopened = true;
+        KEOMediaAnalytics::sharedInstance()->open(name, 100, "Player", "");
+    }
+}
+
+TEST_F(MediaMonitor, MonitorOfAnUnplayedItemEndsWhenAnOpenReplacesIt) {
+    m->mediaMeasurementDelegate = reopenOnce;
+    m->open("Movie", 100, "Player", "");
+    m->play("Movie", 0);
+    ASSERT_EQ(KEOMediaItem::activeMonitorCount(), 1);
+    m->open("Movie", 100, "Player", "");
+    EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 1500ms));
+    EXPECT_EQ(eventNames(), (std::vector<std::string>{"OPEN", "CLOSE"}));
+}
