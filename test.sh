@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds warning-free, runs every test, then builds again with
-# AddressSanitizer and UndefinedBehaviorSanitizer and runs the same tests, and runs the thread
-# stress test under ThreadSanitizer.
+# AddressSanitizer and UndefinedBehaviorSanitizer and runs the same tests, runs the thread
+# stress and exit tests under ThreadSanitizer, and fuzzes each libFuzzer target for 30 s.
 set -euo pipefail
 cd "$(dirname "$0")"
 ./scripts/install-deps.sh
@@ -21,3 +21,5 @@ ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite build-asan -DKEOMOBILE_SANITIZE=ON -DKEOMOBILE_BUILD_BENCH=OFF
 echo "== Thread stress test with ThreadSanitizer =="
 run_suite build-tsan -DKEOMOBILE_TSAN=ON -DKEOMOBILE_BUILD_BENCH=OFF -DKEOMOBILE_BUILD_TOOLS=OFF
+echo "== Fuzzing, 30 s per target =="
+scripts/fuzz.sh 30

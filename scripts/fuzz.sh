@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang-14 in build-fuzz and runs each for N seconds
-# (default 20), starting from the seed corpus in fuzz/corpus. Fails on the first crash, leak or
-# sanitizer report; the input that caused it is left in build-fuzz/artifacts.
+# (default 20), as many at once as there are cores, starting from the seed corpus in
+# fuzz/corpus. Fails on any crash, leak or sanitizer report; the input that caused it is left
+# in build-fuzz/artifacts.
 #   scripts/fuzz.sh [seconds] [target...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -17,21 +18,44 @@ cmake --build build-fuzz -j2 --target "${targets[@]}"
 
 mkdir -p build-fuzz/artifacts
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-for target in "${targets[@]}"; do
-  seeds=fuzz/corpus/${target#fuzz_}
+# One target per core at a time: each fuzzer is a single process.
+fuzz_one() {
+  local target=$1
+  local seeds=fuzz/corpus/${target#fuzz_}
   # New inputs go to a scratch corpus, so the committed seeds only change by hand.
-  work=build-fuzz/corpus/${target#fuzz_}
+  local work=build-fuzz/corpus/${target#fuzz_}
   mkdir -p "$work"
-  echo "== $target, ${seconds}s =="
-  log=build-fuzz/$target.log
-  status=0
   build-fuzz/fuzz/"$target" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
     -artifact_prefix=build-fuzz/artifacts/"$target"- -print_final_stats=1 "$work" "$seeds" \
-    >"$log" 2>&1 || status=$?
-  grep -E "DONE|stat::number_of_executed_units|ERROR|SUMMARY" "$log" || true
+    >"build-fuzz/$target.log" 2>&1
+}
+
+failed=()
+report() {
+  local target=$1 status=$2
+  echo "== $target, ${seconds}s =="
+  grep -E "DONE|stat::number_of_executed_units|ERROR|SUMMARY" "build-fuzz/$target.log" || true
   if [ "$status" -ne 0 ]; then
-    tail -40 "$log"
-    echo "$target failed; the input is in build-fuzz/artifacts"
-    exit 1
+    tail -40 "build-fuzz/$target.log"
+    failed+=("$target")
   fi
+}
+
+slots=$(nproc)
+for ((i = 0; i < ${#targets[@]}; i += slots)); do
+  batch=("${targets[@]:i:slots}")
+  pids=()
+  for target in "${batch[@]}"; do
+    fuzz_one "$target" &
+    pids+=($!)
+  done
+  for j in "${!batch[@]}"; do
+    status=0
+    wait "${pids[$j]}" || status=$?
+    report "${batch[$j]}" "$status"
+  done
 done
+if [ ${#failed[@]} -ne 0 ]; then
+  echo "failed: ${failed[*]}; the inputs are in build-fuzz/artifacts"
+  exit 1
+fi

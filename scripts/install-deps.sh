@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test and
-# run the demo. Installs nothing when everything is present.
+# Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
+# fuzz and run the demo. Installs nothing when everything is present.
 set -euo pipefail
 
 packages=(
@@ -8,6 +8,7 @@ packages=(
   qtbase5-dev libcurl4-openssl-dev libsqlite3-dev libxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev
   faketime libfaketime sqlite3
+  clang-14 libclang-rt-14-dev
 )
 
 missing=()
