@@ -3,10 +3,13 @@
 // at an in-process loopback collector, made before the library's first call.
 #include "Collector.h"
 
+#include <benchmark/benchmark.h>
+
 #include <QByteArray>
 #include <QString>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -51,5 +54,23 @@ inline double percentile(std::vector<double> values, double p) {
     const size_t index = std::min(values.size() - 1, static_cast<size_t>(p * values.size()));
     return values[index];
 }
+
+// The wall time of each timed call, reported as the benchmark's median and p99 counters.
+class Latencies {
+public:
+    template <typename Fn> void time(Fn fn) {
+        const auto start = std::chrono::steady_clock::now();
+        fn();
+        const auto end = std::chrono::steady_clock::now();
+        _micros.push_back(std::chrono::duration<double, std::micro>(end - start).count());
+    }
+    void report(benchmark::State &state) const {
+        state.counters["median_us"] = percentile(_micros, 0.50);
+        state.counters["p99_us"] = percentile(_micros, 0.99);
+    }
+
+private:
+    std::vector<double> _micros;
+};
 
 } // namespace bench

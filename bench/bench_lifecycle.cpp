@@ -12,7 +12,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <ctime>
 
 // The configuration's default lifecycleTimeout.
@@ -30,18 +29,13 @@ static void writeDescriptor() {
 template <typename Prepare> static void measureAwake(benchmark::State &state, Prepare prepare) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
     const long launchesBefore = prefs->getLong("Launches");
-    std::vector<double> micros;
-    micros.reserve(10000);
+    bench::Latencies latencies;
     for (auto _ : state) {
         desktop::emitAsleep();
         prepare();
-        const auto start = std::chrono::steady_clock::now();
-        desktop::emitAwake();
-        const auto end = std::chrono::steady_clock::now();
-        micros.push_back(std::chrono::duration<double, std::micro>(end - start).count());
+        latencies.time([] { desktop::emitAwake(); });
     }
-    state.counters["median_us"] = bench::percentile(micros, 0.50);
-    state.counters["p99_us"] = bench::percentile(micros, 0.99);
+    latencies.report(state);
     state.counters["launches"] = static_cast<double>(prefs->getLong("Launches") - launchesBefore);
 }
 

@@ -7,8 +7,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
-
 static KEOMediaAnalytics *playingItem(const QString &name, int trackSeconds) {
     static collector::Collector server;
     static bool ready = [] {
@@ -28,18 +26,13 @@ static KEOMediaAnalytics *playingItem(const QString &name, int trackSeconds) {
 }
 
 template <typename Tick> static void measureTicks(benchmark::State &state, Tick tick) {
-    std::vector<double> micros;
-    micros.reserve(100000);
+    bench::Latencies latencies;
     int second = 0;
     for (auto _ : state) {
         ++second;
-        const auto start = std::chrono::steady_clock::now();
-        tick(second);
-        const auto end = std::chrono::steady_clock::now();
-        micros.push_back(std::chrono::duration<double, std::micro>(end - start).count());
+        latencies.time([&] { tick(second); });
     }
-    state.counters["median_us"] = bench::percentile(micros, 0.50);
-    state.counters["p99_us"] = bench::percentile(micros, 0.99);
+    latencies.report(state);
 }
 
 // The usual tick: no milestone crossed, no seconds timer, so no hit.

@@ -5,8 +5,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
-
 static void BM_TrackStateFiveKeys(benchmark::State &state) {
     static collector::Collector server;
     static bool ready = [] {
@@ -21,16 +19,10 @@ static void BM_TrackStateFiveKeys(benchmark::State &state) {
                                        {"user.tier", "gold"},
                                        {"campaign", "spring"},
                                        {"screen.orientation", "portrait"}};
-    std::vector<double> micros;
-    micros.reserve(100000);
-    for (auto _ : state) {
-        const auto start = std::chrono::steady_clock::now();
-        KEOMobile::trackState("Home", data);
-        const auto end = std::chrono::steady_clock::now();
-        micros.push_back(std::chrono::duration<double, std::micro>(end - start).count());
-    }
-    state.counters["median_us"] = bench::percentile(micros, 0.50);
-    state.counters["p99_us"] = bench::percentile(micros, 0.99);
+    bench::Latencies latencies;
+    for (auto _ : state)
+        latencies.time([&] { KEOMobile::trackState("Home", data); });
+    latencies.report(state);
 }
 BENCHMARK(BM_TrackStateFiveKeys)->Iterations(5000)->Unit(benchmark::kMicrosecond);
 
