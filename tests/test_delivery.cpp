@@ -1,18 +1,26 @@
-// Delivery of the hit table against the loopback collector: order, rows of an earlier run,
-// and what each kind of failure does to a hit with offline tracking on and off.
+// Delivery of the hit table against the loopback collector: order, rows of an earlier run, what
+// each kind of server fault does to a hit with offline tracking on and off, the age rule, and a
+// table that can't be used.
 #include "KEOAnalyticsWorker.h"
 #include "KEOMobile.h"
 #include "LoopbackTest.h"
+#include "SelfProcess.h"
+
+#include <desktop/DesktopPlatform.h>
 
 #include <sqlite3.h>
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
 
-#include <set>
+#include <map>
+
 #include <thread>
 
 using namespace std::chrono;
 using namespace std::chrono_literals;
+using collector::Fault;
 
 namespace {
 
@@ -21,174 +29,247 @@ protected:
     // Rows as an earlier run of the application would have left them.
     void leaveRows(const std::vector<std::pair<std::string, long>> &rows) {
         sqlite3 *db = nullptr;
-        ASSERT_EQ(sqlite3_open(dir.file("data/KEOAnalyticsCache.sqlite").toUtf8().constData(), &db),
-                  SQLITE_OK);
+        sqlite3_open(dir.file("data/KEOAnalyticsCache.sqlite").toUtf8().constData(), &db);
         sqlite3_exec(db,
-                     "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY AUTOINCREMENT, URL "
-                     "TEXT, TIMESTAMP INTEGER)",
+                     "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY AUTOINCREMENT, "
+                     "URL TEXT, TIMESTAMP INTEGER)",
                      nullptr, nullptr, nullptr);
-        for (const auto &row : rows) {
-            sqlite3_stmt *insert = nullptr;
-            sqlite3_prepare_v2(db, "INSERT INTO HITS (url, timestamp) VALUES (?, ?)", -1, &insert,
-                               nullptr);
-            sqlite3_bind_text(insert, 1, row.first.c_str(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_int64(insert, 2, row.second);
-            sqlite3_step(insert);
-            sqlite3_finalize(insert);
+        for (const auto &[page, stamp] : rows) {
+            const std::string url = "http://" + server.baseServer() +
+                                    "/b/ss/rsid1/0/BBN-4.0.0/s1?AQB=1&ndh=1&pageName=" + page +
+                                    "&c.&k=v&.c&AQE=1";
+            sqlite3_exec(db,
+                         ("INSERT INTO HITS (url, timestamp) VALUES ('" + url + "', " +
+                          std::to_string(stamp) + ")")
+                             .c_str(),
+                         nullptr, nullptr, nullptr);
         }
         sqlite3_close(db);
     }
-    std::string urlFor(const std::string &page) {
-        return "http://" + server.baseServer() +
-               "/b/ss/rsid1/0/BBN-4.0.0/s1?AQB=1&ndh=1&pageName=" + page + "&c.&k=v&.c&AQE=1";
+    std::vector<std::string> queuedPages() const {
+        std::vector<std::string> names;
+        for (const std::string &url : dir.queuedUrls())
+            names.push_back(var(hitOf(url), "pageName"));
+        return names;
     }
 };
 
 } // namespace
 
-TEST_F(Delivery, HitsOfOneSecondArriveInTheOrderTracked) {
+TEST_F(Delivery, HitsArriveInTheOrderTrackedWithTheDevicesHeaders) {
     configure(true);
+    desktop::setDeviceName("Q10");
+    desktop::setOsVersion("10.3.1");
+    desktop::setLocale("fr_CA");
     for (int i = 0; i < 20; ++i)
         KEOMobile::trackState(QString("Page%1").arg(i), {});
     const std::vector<collector::Hit> hits = waitForHits(20);
     ASSERT_EQ(hits.size(), 20u);
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(var(hits[i], "pageName"), "Page" + std::to_string(i));
+    EXPECT_EQ(hits[0].userAgent, "Mozilla/5.0 (BB10; Q10) AppleWebKit/537.10+ (KHTML, like Gecko) "
+                                 "Version/10.3.1 Mobile Safari/537.10+");
+    EXPECT_EQ(hits[0].acceptLanguage, "fr-ca");
     EXPECT_TRUE(waitForEmptyQueue());
-}
-
-TEST_F(Delivery, SenderHeadersNameTheDeviceAndLocale) {
-    configure(true);
-    KEOMobile::trackState("Home", {});
-    const std::vector<collector::Hit> hits = waitForHits(1);
-    ASSERT_EQ(hits.size(), 1u);
-    EXPECT_EQ(hits[0].userAgent.rfind("Mozilla/5.0 (BB10; ", 0), 0u) << hits[0].userAgent;
-    EXPECT_FALSE(hits[0].acceptLanguage.empty());
 }
 
 TEST_F(Delivery, RowsOfAnEarlierRunGoFirstOnceTheFirstHitIsMade) {
     configure(true);
-    leaveRows({{urlFor("Old1"), time(nullptr)}, {urlFor("Old2"), time(nullptr)}});
+    leaveRows({{"Old1", time(nullptr)}, {"Old2", time(nullptr)}});
     std::this_thread::sleep_for(300ms);
     EXPECT_EQ(server.count(), 0u);
     KEOMobile::trackState("New", {});
     EXPECT_EQ(pages(waitForHits(3)), (std::vector<std::string>{"Old1", "Old2", "New"}));
 }
 
-TEST_F(Delivery, MissingDataDirectoryGivesOneErrorLinePerHitAndNoFile) {
+// Refused with offline tracking on: kept, one line, a 30-second pause; then every kept hit goes
+// out in order without further pauses.
+TEST_F(Delivery, OfflineOnRefusedHitIsRetriedAfterThirtySecondsThenAllInOrder) {
     configure(true);
-    QDir(dir.file("data")).removeRecursively();
-    const std::string err = captureStderr([] {
-        KEOMobile::trackState("A", {});
-        KEOMobile::trackState("B", {});
-        std::this_thread::sleep_for(200ms);
-    });
-    const std::string lines = libraryLines(err);
-    EXPECT_EQ(countOf(lines, "KEOMobile Error: Analytics - Unable to open database ("), 1u)
-        << lines;
-    EXPECT_EQ(countOf(lines, "KEOMobile Error: Analytics - Unable to insert url("), 2u) << lines;
-    EXPECT_FALSE(dir.exists("data"));
-    EXPECT_EQ(server.count(), 0u);
-}
-
-TEST_F(Delivery, HttpErrorStatusCountsAsDelivered) {
-    configure(true);
-    server.setFault(collector::Fault::HttpError, 500);
-    KEOMobile::trackState("A", {});
-    KEOMobile::trackState("B", {});
-    EXPECT_EQ(pages(waitForHits(2)), (std::vector<std::string>{"A", "B"}));
-    EXPECT_TRUE(waitForEmptyQueue());
-}
-
-// Offline tracking on, connection refused: kept, one error line, then a 30-second pause; once
-// the server is back every kept hit goes out in order without further pauses.
-TEST_F(Delivery, OfflineOnRefusedHitIsKeptAndRetriedAfterThirtySeconds) {
-    configure(true);
-    server.setFault(collector::Fault::Refuse);
-    std::string err;
-    steady_clock::time_point trackedAt;
-    err = captureStderr([&] {
-        trackedAt = steady_clock::now();
-        KEOMobile::trackState("A", {});
-        KEOMobile::trackState("B", {});
-        KEOMobile::trackState("C", {});
+    server.setFault(Fault::Refuse);
+    const auto trackedAt = steady_clock::now();
+    const std::string err = captureStderr([&] {
+        for (const char *page : {"A", "B", "C"})
+            KEOMobile::trackState(page, {});
         std::this_thread::sleep_for(2s);
     });
-    EXPECT_EQ(countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit("), 1u)
-        << err;
+    EXPECT_EQ(countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit("), 1u);
     EXPECT_EQ(dir.hitRows(), 3);
-    server.setFault(collector::Fault::None);
+    server.setFault(Fault::None);
     const std::vector<collector::Hit> hits = waitForHits(3, 40s);
-    EXPECT_EQ(pages(hits), (std::vector<std::string>{"A", "B", "C"}));
-    ASSERT_EQ(hits.size(), 3u);
-    const auto firstArrival = duration_cast<seconds>(steady_clock::now() - trackedAt);
-    EXPECT_GE(firstArrival.count(), 29);
+    ASSERT_EQ(pages(hits), (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_GE(duration_cast<seconds>(steady_clock::now() - trackedAt).count(), 29);
     EXPECT_LE(hits[2].receivedAt - hits[0].receivedAt, 2s);
 }
 
-TEST_F(Delivery, OfflineOnOtherFailureDeletesTheHitAndPauses) {
-    configure(true);
-    server.setFault(collector::Fault::CloseConnection);
-    std::string err = captureStderr([&] {
-        KEOMobile::trackState("Lost", {});
-        KEOMobile::trackState("Waits", {});
-        std::this_thread::sleep_for(3s);
-    });
-    EXPECT_EQ(countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit("), 1u)
-        << err;
-    // The first is gone, the second waits out the pause.
-    EXPECT_EQ(dir.hitRows(), 1);
-    EXPECT_EQ(server.count(), 1u);
+// "A" and "B" are tracked against a server that already misbehaves; after `settle` the server
+// is mended (when `mend`) and watched for `afterMs` more: what arrived, what is left, how many
+// send failures were logged.
+struct FaultCase {
+    const char *name;
+    bool offline;
+    Fault fault;
+    int param;
+    int settleRows; // wait until the table holds this many rows (-1: sleep settleMs instead)
+    int settleMs;   // the sleep, or the time-out of the wait
+    bool mend;
+    int afterMs;
+    size_t minLines, maxLines;
+    const char *arrived; // pages in order; "A+" for A two times or more, nothing else
+    int rowsLeft;
+};
+
+void PrintTo(const FaultCase &c, std::ostream *out) {
+    *out << c.name;
 }
 
-TEST_F(Delivery, OfflineOffFreshFailingHitIsRetriedForFiveSecondsThenDropped) {
-    configure(false);
-    server.setFault(collector::Fault::Refuse);
+class DeliveryFaults : public Delivery, public ::testing::WithParamInterface<FaultCase> {};
+
+TEST_P(DeliveryFaults, KeepDeleteOrPauseAsTheRulesSay) {
+    const FaultCase &c = GetParam();
+    if (c.fault == Fault::None) { // a host name that can't be resolved (curl error 6)
+        dir.writeConfig(QString(64, 'a') + ".example", c.offline);
+    } else {
+        configure(c.offline);
+        server.setFault(c.fault, c.param);
+    }
     const std::string err = captureStderr([&] {
         KEOMobile::trackState("A", {});
-        std::this_thread::sleep_for(4s);
-        EXPECT_EQ(dir.hitRows(), 1);
-        std::this_thread::sleep_for(4s);
+        KEOMobile::trackState("B", {});
+        if (c.settleRows < 0)
+            std::this_thread::sleep_for(milliseconds(c.settleMs));
+        else
+            EXPECT_TRUE(waitForRows(c.settleRows, milliseconds(c.settleMs)));
+        if (c.mend)
+            server.setFault(Fault::None);
+        std::this_thread::sleep_for(milliseconds(c.afterMs));
     });
-    EXPECT_EQ(dir.hitRows(), 0);
-    EXPECT_GT(countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit("), 1u);
+    const size_t lines =
+        countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit(");
+    EXPECT_GE(lines, c.minLines);
+    EXPECT_LE(lines, c.maxLines);
+    std::string arrived;
+    for (const std::string &page : pages(server.hits()))
+        arrived += (arrived.empty() ? "" : ",") + page;
+    if (std::string(c.arrived) == "A+")
+        EXPECT_TRUE(arrived.size() >= 3 && arrived.find_first_not_of("A,") == std::string::npos)
+            << arrived;
+    else
+        EXPECT_EQ(arrived, c.arrived);
+    EXPECT_EQ(dir.hitRows(), c.rowsLeft);
 }
 
-TEST_F(Delivery, OfflineOffOldRowIsSentOnceAndDeletedWithoutALine) {
+const size_t kMany = 100000;
+INSTANTIATE_TEST_SUITE_P(
+    Matrix, DeliveryFaults,
+    ::testing::Values(
+        FaultCase{"OnRefusedKeptAndPaused", true, Fault::Refuse, 0, -1, 1500, true, 2000, 1, 1, "",
+                  2},
+        FaultCase{"OnUnresolvableKeptAndPaused", true, Fault::None, 0, -1, 1500, false, 0, 1, 1, "",
+                  2},
+        FaultCase{"OnTimeOutDeletedAndPaused", true, Fault::Delay, 12000, 1, 15000, true, 1500, 1,
+                  1, "A", 1},
+        FaultCase{"OnErrorStatusDelivered", true, Fault::HttpError, 503, 0, 5000, false, 0, 0, 0,
+                  "A,B", 0},
+        FaultCase{"OnClosedDeletedAndPaused", true, Fault::CloseConnection, 0, 1, 3000, true, 2000,
+                  1, 1, "A", 1},
+        FaultCase{"OnSlowDelivered", true, Fault::Slow, 1500, 0, 8000, false, 0, 0, 0, "A,B", 0},
+        FaultCase{"OffRefusedRetriedAtOnce", false, Fault::Refuse, 0, -1, 1000, true, 1500, 2,
+                  kMany, "A,B", 0},
+        // The one attempt outlasts the five seconds: no line, the hit goes, the next is sent.
+        FaultCase{"OffTimeOutDeletedSilently", false, Fault::Delay, 12000, 1, 15000, false, 500, 0,
+                  0, "A,B", 1},
+        FaultCase{"OffErrorStatusDelivered", false, Fault::HttpError, 404, 0, 5000, false, 0, 0, 0,
+                  "A,B", 0},
+        // Nothing behind a failing hit is tried while it is retried.
+        FaultCase{"OffClosedRetriedAtOnce", false, Fault::CloseConnection, 0, -1, 1500, false, 0, 2,
+                  kMany, "A+", 2},
+        FaultCase{"OffSlowDelivered", false, Fault::Slow, 1500, 0, 8000, false, 0, 0, 0, "A,B", 0}),
+    [](const ::testing::TestParamInfo<FaultCase> &info) { return std::string(info.param.name); });
+
+// With offline tracking off a hit more than five seconds old is sent once and deleted whatever
+// the answer; at five seconds it is kept. Ages compare as unsigned 32-bit numbers, so a time
+// stamp of -1 never counts as old. The clock is frozen, the server closes every connection.
+TEST_F(Delivery, AgeRuleAtFiveAndSixSecondsAndUnsigned) {
+    const long now = QDateTime(QDate(2026, 6, 1), QTime(12, 0), Qt::UTC).toSecsSinceEpoch();
+    const std::vector<std::pair<std::vector<std::pair<std::string, long>>, std::string>> cases{
+        {{{"Old60", now - 60}, {"Old6", now - 6}, {"Old5", now - 5}}, "Old5"},
+        {{{"Minus1", -1}}, "Minus1"}};
     configure(false);
-    leaveRows({{urlFor("Old"), time(nullptr) - 60}});
-    server.setFault(collector::Fault::Refuse);
-    const std::string err = captureStderr([&] {
-        KEOAnalyticsWorker::sharedInstance();
-        EXPECT_TRUE(waitForEmptyQueue(3s));
-    });
-    EXPECT_EQ(libraryLines(err), "");
+    server.setFault(Fault::CloseConnection);
+    for (const auto &[rows, kept] : cases) {
+        SCOPED_TRACE(kept);
+        server.clear();
+        leaveRows(rows);
+        std::vector<std::string> environment = SelfProcess::frozenClock("2026-06-01 12:00:00");
+        environment.insert(environment.end(), {"TZ=UTC0", "KEO_DELIVERY_CHILD=1"});
+        SelfProcess child(environment);
+        std::vector<std::string> lines;
+        child.readUntil(steady_clock::now() + 30s, lines, 1);
+        std::this_thread::sleep_for(1500ms);
+        child.killAndDrain(lines);
+        EXPECT_EQ(queuedPages(), std::vector<std::string>{kept});
+        std::map<std::string, int> sent;
+        for (const std::string &page : pages(server.hits()))
+            ++sent[page];
+        for (const auto &[page, stamp] : rows)
+            if (page == kept)
+                EXPECT_GE(sent[page], 2);
+            else
+                EXPECT_EQ(sent[page], 1) << page;
+        QFile::remove(dir.file("data/KEOAnalyticsCache.sqlite"));
+    }
 }
 
-TEST_F(Delivery, OfflineOffOldRowIsStillDelivered) {
-    configure(false);
-    leaveRows({{urlFor("Old"), time(nullptr) - 60}});
-    KEOAnalyticsWorker::sharedInstance();
-    EXPECT_EQ(pages(waitForHits(1)), (std::vector<std::string>{"Old"}));
-    EXPECT_TRUE(waitForEmptyQueue());
-}
-
-TEST_F(Delivery, EightThreadsTrackingLoseAndDuplicateNothing) {
-    configure(true);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 8; ++t)
-        threads.emplace_back([t] {
-            for (int i = 0; i < 25; ++i)
-                KEOMobile::trackState(QString("T%1-%2").arg(t).arg(i), {});
+// A table that can't be used costs every hit, with one line per hit, and the process goes on.
+TEST(DeliveryWithoutTable, EachCauseLogsItsLinesAndEveryHitIsLost) {
+    struct Case {
+        std::function<void(WorkDir &)> prepare;
+        std::string firstLines; // what the table's making writes (its start, for a path)
+        size_t lines;           // in all, one "Unable to insert" per hit included
+    };
+    const Case cases[] = {
+        {[](WorkDir &dir) { QDir(dir.file("data")).removeRecursively(); },
+         "Analytics - Unable to open database (", 4}, // and the preferences' line
+        {[](WorkDir &dir) { dir.write("data/KEOAnalyticsCache.sqlite", "not a database"); },
+         "Analytics - unable to create SQLITE database (file is not a database)\n", 3},
+        {[](WorkDir &dir) {
+             sqlite3 *db = nullptr;
+             sqlite3_open(dir.file("data/KEOAnalyticsCache.sqlite").toUtf8().constData(), &db);
+             sqlite3_exec(db, "CREATE TABLE HITS (other)", nullptr, nullptr, nullptr);
+             sqlite3_close(db);
+         },
+         "Analytics - Can't prep SQL statement for queue function\n"
+         "KEOMobile Error: Analytics - Can't prep SQL statement for delete function\n"
+         "KEOMobile Error: Analytics - Can't prep SQL statement for select function\n",
+         5}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.firstLines);
+        inChild([&] {
+            WorkDir dir;
+            dir.writeConfig("127.0.0.1:9", true);
+            c.prepare(dir);
+            const std::string err = libraryLines(captureStderr([] {
+                KEOMobile::trackState("A", {});
+                KEOMobile::trackState("B", {});
+                std::this_thread::sleep_for(200ms);
+            }));
+            EXPECT_EQ(countOf(err, "KEOMobile Error: " + c.firstLines), 1u) << err;
+            const std::string insert =
+                "KEOMobile Error: Analytics - Unable to insert url(http://127.0.0.1:9/";
+            EXPECT_EQ(countOf(err, insert), 2u) << err;
+            EXPECT_EQ(countOf(err, "\n"), c.lines) << err;
         });
-    for (std::thread &thread : threads)
-        thread.join();
-    const std::vector<collector::Hit> hits = waitForHits(200, 30s);
-    std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(server.count(), 200u);
-    std::set<std::string> unique;
-    for (const collector::Hit &hit : hits)
-        unique.insert(var(hit, "pageName"));
-    EXPECT_EQ(unique.size(), 200u);
-    EXPECT_TRUE(waitForEmptyQueue());
+    }
+}
+
+int main(int argc, char **argv) {
+    if (getenv("KEO_DELIVERY_CHILD")) {
+        SelfProcess::report("go");
+        KEOAnalyticsWorker::sharedInstance();
+        for (;;)
+            pause();
+    }
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
 }

@@ -1,5 +1,5 @@
-// Device and application facts: what each platform answer becomes, each failure's line, and
-// the application descriptor's reading rules.
+// Device and application facts: what each platform answer becomes, each failure's line, the
+// application descriptor's reading rules, and that every fact is fetched once per process.
 #include "KEOStatic.h"
 #include "WorkDir.h"
 
@@ -11,135 +11,90 @@
 
 namespace {
 
-const char *NS = "http://www.qnx.com/schemas/application/1.0";
+QByteArray descriptor(const char *body,
+                      const char *ns = "http://www.qnx.com/schemas/application/1.0") {
+    return QString("<?xml version=\"1.0\"?>\n<qnx xmlns=\"%1\">%2</qnx>\n").arg(ns, body).toUtf8();
+}
 
-class Descriptor : public ::testing::Test {
-protected:
-    void writeXml(const QString &body, const char *ns = NS) {
-        dir.write("app/native/bar-descriptor.xml",
-                  QString("<?xml version=\"1.0\"?>\n<qnx xmlns=\"%1\">%2</qnx>\n")
-                      .arg(ns, body)
-                      .toUtf8());
-    }
-    std::string readId() {
-        return captureStderr([this] { id = KEOStatic::getApplicationID(); });
-    }
-    WorkDir dir;
-    QString id;
-};
+const char *kCannotLoad = "KEOMobile Error: Cannot load app name and version from BAR file.\n";
 
 } // namespace
 
-TEST_F(Descriptor, NameAndVersionGiveTheIdentifier) {
-    writeXml("<name>Shop</name><versionNumber>1.2.3</versionNumber>");
-    EXPECT_EQ(readId(), "");
-    EXPECT_EQ(id, QString("Shop/1.2.3"));
-    EXPECT_EQ(KEOStatic::getApplicationName(), QString("Shop"));
-    EXPECT_EQ(KEOStatic::getApplicationVersion(), QString("1.2.3"));
+TEST(Descriptor, NameAndVersionOfTheRootsDirectChildrenInItsNamespace) {
+    struct Case {
+        QByteArray xml; // empty: no file
+        const char *line, *id, *name, *version;
+    };
+    const Case cases[] = {
+        {descriptor("<name>Shop</name><versionNumber>1.2.3</versionNumber>"), "", "Shop/1.2.3",
+         "Shop", "1.2.3"},
+        {"", "KEOMobile Error: Unable to load bar file(2)\n", "", "", ""},
+        {"<qnx><name>Shop</nam", "KEOMobile Error: Unable to load bar file(", "", "", ""},
+        {descriptor("<name>Shop</name><versionNumber>1</versionNumber>", ""), kCannotLoad, "", "",
+         ""},
+        {descriptor("<name>First</name><name>Second</name><versionNumber>2</versionNumber>"), "",
+         "Second/2", "Second", "2"},
+        {descriptor("<asset><name>Nested</name></asset><versionNumber>2</versionNumber>"),
+         kCannotLoad, "", "", "2"},
+        {descriptor("<NAME>Shop</NAME><versionNumber>2</versionNumber>"), kCannotLoad, "", "", "2"},
+        {descriptor("<name>Shop</name>"), kCannotLoad, "", "Shop", ""}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.xml.toStdString());
+        inChild([&] {
+            WorkDir dir;
+            if (!c.xml.isEmpty())
+                dir.write("app/native/bar-descriptor.xml", c.xml);
+            QString id;
+            const std::string err = captureStderr([&] { id = KEOStatic::getApplicationID(); });
+            EXPECT_EQ(err.rfind(c.line, 0), 0u) << err;
+            EXPECT_EQ(countOf(err, "\n"), *c.line ? 1u : 0u) << err;
+            EXPECT_EQ(id, QString(c.id));
+            EXPECT_EQ(KEOStatic::getApplicationName(), QString(c.name));
+            EXPECT_EQ(KEOStatic::getApplicationVersion(), QString(c.version));
+            // Read once per process, failure included.
+            dir.write("app/native/bar-descriptor.xml",
+                      descriptor("<name>B</name><versionNumber>9</versionNumber>"));
+            EXPECT_EQ(
+                captureStderr([&] { EXPECT_EQ(KEOStatic::getApplicationID(), QString(c.id)); }),
+                "");
+        });
+    }
 }
 
-TEST_F(Descriptor, MissingFileLogsItsErrno) {
-    EXPECT_EQ(readId(), "KEOMobile Error: Unable to load bar file(2)\n");
-    EXPECT_EQ(id, QString(""));
-}
-
-TEST_F(Descriptor, MalformedFileLogsUnableToLoad) {
-    dir.write("app/native/bar-descriptor.xml", "<qnx><name>Shop</nam");
-    const std::string err = readId();
-    EXPECT_EQ(err.rfind("KEOMobile Error: Unable to load bar file(", 0), 0u) << err;
-    EXPECT_EQ(id, QString(""));
-}
-
-TEST_F(Descriptor, ElementsOutsideTheNamespaceAreNotFound) {
-    dir.write("app/native/bar-descriptor.xml",
-              "<qnx><name>Shop</name><versionNumber>1</versionNumber></qnx>");
-    EXPECT_EQ(readId(), "KEOMobile Error: Cannot load app name and version from BAR file.\n");
-    EXPECT_EQ(id, QString(""));
-}
-
-TEST_F(Descriptor, LastOfTwoNamesWins) {
-    writeXml("<name>First</name><name>Second</name><versionNumber>2</versionNumber>");
-    readId();
-    EXPECT_EQ(id, QString("Second/2"));
-}
-
-TEST_F(Descriptor, NestedNameIsNotSelected) {
-    writeXml("<asset><name>Nested</name></asset><versionNumber>2</versionNumber>");
-    EXPECT_EQ(readId(), "KEOMobile Error: Cannot load app name and version from BAR file.\n");
-    EXPECT_EQ(KEOStatic::getApplicationName(), QString(""));
-    EXPECT_EQ(KEOStatic::getApplicationVersion(), QString("2"));
-}
-
-TEST_F(Descriptor, UpperCaseElementIsNotMatched) {
-    writeXml("<NAME>Shop</NAME><versionNumber>2</versionNumber>");
-    readId();
-    EXPECT_EQ(KEOStatic::getApplicationName(), QString(""));
-}
-
-TEST_F(Descriptor, NameWithoutVersionKeepsTheNameOnly) {
-    writeXml("<name>Shop</name>");
-    EXPECT_EQ(readId(), "KEOMobile Error: Cannot load app name and version from BAR file.\n");
-    EXPECT_EQ(KEOStatic::getApplicationName(), QString("Shop"));
-    EXPECT_EQ(KEOStatic::getApplicationVersion(), QString(""));
-    EXPECT_EQ(id, QString(""));
-}
-
-TEST_F(Descriptor, FailureIsNotRetriedInTheSameProcess) {
-    readId();
-    writeXml("<name>Shop</name><versionNumber>1</versionNumber>");
-    EXPECT_EQ(readId(), "");
-    EXPECT_EQ(id, QString(""));
-}
-
-TEST(DeviceFacts, OperatingSystemIsBbAndTheVersion) {
-    desktop::setOsVersion("10.3.2.2639");
-    EXPECT_EQ(KEOStatic::getOperatingSystem(), QString("BB 10.3.2.2639"));
-}
-
-TEST(DeviceFacts, FailedDeviceDetailsLogWithoutClosingParenthesisAndGiveEmptyVersion) {
-    desktop::failDeviceInfo(EIO);
-    QString version;
-    const std::string err = captureStderr([&] { version = KEOStatic::getRawOSVersion(); });
-    EXPECT_EQ(err, "KEOMobile Error: Failed to get device os version(5\n");
-    EXPECT_EQ(version, QString(""));
-}
-
-TEST(DeviceFacts, UserAgentNamesPlatformAndVersion) {
+TEST(DeviceFacts, PlatformAnswersBecomeTheFactsOncePerProcess) {
+    WorkDir dir;
     desktop::setDeviceName("Q10");
-    desktop::setOsVersion("10.3.1");
-    EXPECT_EQ(KEOStatic::getUserAgent(),
-              QString("User-Agent: Mozilla/5.0 (BB10; Q10) AppleWebKit/537.10+ (KHTML, like "
-                      "Gecko) Version/10.3.1 Mobile Safari/537.10+"));
-}
-
-TEST(DeviceFacts, EmptyCarrierIsUnknown) {
-    desktop::setCarrierName("");
-    EXPECT_EQ(KEOStatic::getCarrier(), QString("unknown"));
-}
-
-TEST(DeviceFacts, CarrierNameIsTakenAsItStands) {
+    desktop::setOsVersion("10.3.2.2639");
     desktop::setCarrierName("Rogers Wireless");
-    EXPECT_EQ(KEOStatic::getCarrier(), QString("Rogers Wireless"));
-}
-
-TEST(DeviceFacts, ResolutionIsWidthByHeight) {
     desktop::setDisplaySize(QSize(720, 1280));
-    EXPECT_EQ(KEOStatic::getResolution(), QString("720x1280"));
-}
-
-TEST(DeviceFacts, LocaleGetsADashAndLowerCase) {
     desktop::setLocale("fr_CA");
-    EXPECT_EQ(KEOStatic::getLocale(), QString("fr-ca"));
+    for (int pass = 0; pass < 2; ++pass) {
+        EXPECT_EQ(KEOStatic::getUserAgent(),
+                  QString("User-Agent: Mozilla/5.0 (BB10; Q10) AppleWebKit/537.10+ (KHTML, like "
+                          "Gecko) Version/10.3.2.2639 Mobile Safari/537.10+"));
+        EXPECT_EQ(KEOStatic::getPlatform(), QString("Q10"));
+        EXPECT_EQ(KEOStatic::getOperatingSystem(), QString("BB 10.3.2.2639"));
+        EXPECT_EQ(KEOStatic::getCarrier(), QString("Rogers Wireless"));
+        EXPECT_EQ(KEOStatic::getResolution(), QString("720x1280"));
+        EXPECT_EQ(KEOStatic::getLocale(), QString("fr-ca"));
+        desktop::setDeviceName("Other");
+        desktop::setOsVersion("11");
+        desktop::setCarrierName("Other");
+        desktop::setDisplaySize(QSize(1, 1));
+        desktop::setLocale("de_DE");
+    }
 }
 
-TEST(DeviceFacts, MissingLocaleFallsBackToEnUs) {
+TEST(DeviceFacts, MissingAnswersGiveTheirFallbacks) {
+    WorkDir dir;
+    desktop::failDeviceInfo(EIO);
+    desktop::setCarrierName("");
     desktop::failLocale(true);
+    const std::string err = captureStderr([] {
+        EXPECT_EQ(KEOStatic::getRawOSVersion(), QString(""));
+        EXPECT_EQ(KEOStatic::getOperatingSystem(), QString("BB "));
+    });
+    EXPECT_EQ(err, "KEOMobile Error: Failed to get device os version(5\n");
+    EXPECT_EQ(KEOStatic::getCarrier(), QString("unknown"));
     EXPECT_EQ(KEOStatic::getLocale(), QString("en-us"));
-}
-
-TEST(DeviceFacts, FactsAreFetchedOncePerProcess) {
-    desktop::setCarrierName("First");
-    EXPECT_EQ(KEOStatic::getCarrier(), QString("First"));
-    desktop::setCarrierName("Second");
-    EXPECT_EQ(KEOStatic::getCarrier(), QString("First"));
 }

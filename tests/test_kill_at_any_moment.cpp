@@ -9,6 +9,7 @@
 // from the clock; printed, so a failing campaign can be repeated).
 #include "KEOMobile.h"
 #include "LoopbackTest.h"
+#include "SelfProcess.h"
 
 #include <sqlite3.h>
 
@@ -16,33 +17,21 @@
 #include <QJsonObject>
 
 #include <atomic>
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-extern char **environ;
 
 using namespace std::chrono;
 using namespace std::chrono_literals;
 
 namespace {
 
-// The child writes its acknowledgements to this descriptor; one short write() per line, which
-// a pipe keeps whole even when the writer dies right after it.
-constexpr int kAckFd = 3;
 constexpr int kTrackingThreads = 3;
 constexpr int kHitsPerRun = 60;
 constexpr int kPreferenceWritesPerRun = 40;
@@ -52,27 +41,6 @@ constexpr int kMaxKillDelayMs = 80;
 const char *kHitTable = "data/KEOAnalyticsCache.sqlite";
 const char *kPreferences = "data/KEOPreferences.json";
 
-void ack(const std::string &line) {
-    const std::string text = line + "\n";
-    if (write(kAckFd, text.data(), text.size()) < 0)
-        _exit(3);
-}
-
-// Rows of HITS through a connection of the caller's own; -1 when the table can't be read.
-int rowsIn(const char *path) {
-    sqlite3 *db = nullptr;
-    int rows = -1;
-    if (sqlite3_open_v2(path, &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_stmt *count = nullptr;
-        if (sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM HITS", -1, &count, nullptr) == SQLITE_OK &&
-            sqlite3_step(count) == SQLITE_ROW)
-            rows = sqlite3_column_int(count, 0);
-        sqlite3_finalize(count);
-    }
-    sqlite3_close(db);
-    return rows;
-}
-
 // Child roles. None returns while the parent still wants it alive: it is killed in the middle.
 [[noreturn]] void idleUntilKilled() {
     for (;;)
@@ -80,7 +48,7 @@ int rowsIn(const char *path) {
 }
 
 [[noreturn]] void trackUntilKilled(long run) {
-    ack("go");
+    SelfProcess::report("go");
     std::atomic<int> next{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kTrackingThreads; ++t)
@@ -88,7 +56,7 @@ int rowsIn(const char *path) {
             for (int i = next++; i < kHitsPerRun; i = next++) {
                 const std::string seq = std::to_string(run * 1000 + i);
                 KEOMobile::trackState("Kill", {{"seq", QString::fromStdString(seq)}});
-                ack(seq);
+                SelfProcess::report(seq);
             }
         });
     for (std::thread &thread : threads)
@@ -97,12 +65,12 @@ int rowsIn(const char *path) {
 }
 
 [[noreturn]] void writePreferencesUntilKilled(long run) {
-    ack("go");
+    SelfProcess::report("go");
     // A hit beside the writes, since tracking reads and writes the same file.
     std::thread tracker([] { KEOMobile::trackState("Prefs", {}); });
     for (int i = 0; i < kPreferenceWritesPerRun; ++i) {
         KEOMobile::setUserIdentifier(QString("user-%1-%2").arg(run).arg(i));
-        ack(std::to_string(i));
+        SelfProcess::report(std::to_string(i));
     }
     tracker.join();
     idleUntilKilled();
@@ -116,7 +84,7 @@ int rowsIn(const char *path) {
     const auto deadline = steady_clock::now() + 120s;
     while (steady_clock::now() < deadline) {
         std::this_thread::sleep_for(200ms);
-        if (rowsIn(kHitTable) == 0)
+        if (hitRowsAt(kHitTable) == 0)
             _exit(0);
     }
     _exit(1);
@@ -133,88 +101,6 @@ int runChild(const std::string &role) {
     return 2;
 }
 
-// One child process with its acknowledgement pipe.
-class Child {
-public:
-    Child(const std::string &role, long run) {
-        int fds[2];
-        if (pipe2(fds, O_CLOEXEC) != 0)
-            abort();
-        _read = fds[0];
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, fds[1], kAckFd);
-        std::vector<std::string> env;
-        for (char **e = environ; *e != nullptr; ++e)
-            env.emplace_back(*e);
-        env.push_back("KEO_KILL_CHILD=" + role);
-        env.push_back("KEO_KILL_RUN=" + std::to_string(run));
-        std::vector<char *> envp;
-        for (std::string &entry : env)
-            envp.push_back(entry.data());
-        envp.push_back(nullptr);
-        char self[] = "/proc/self/exe";
-        char *argv[] = {self, nullptr};
-        if (posix_spawn(&_pid, self, &actions, nullptr, argv, envp.data()) != 0)
-            abort();
-        posix_spawn_file_actions_destroy(&actions);
-        close(fds[1]);
-    }
-    ~Child() {
-        if (_pid > 0) {
-            kill(_pid, SIGKILL);
-            waitpid(_pid, nullptr, 0);
-        }
-        close(_read);
-    }
-    Child(const Child &) = delete;
-    Child &operator=(const Child &) = delete;
-
-    // Reads acknowledged lines until the deadline, the end of the pipe or, when enough > 0,
-    // until lines holds that many; false at the end of the pipe.
-    bool readUntil(steady_clock::time_point deadline, std::vector<std::string> &lines,
-                   size_t enough = 0) {
-        for (;;) {
-            if (enough > 0 && lines.size() >= enough)
-                return true;
-            const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
-            if (left <= 0)
-                return true;
-            pollfd in{_read, POLLIN, 0};
-            if (poll(&in, 1, static_cast<int>(left)) <= 0)
-                continue;
-            char buffer[4096];
-            const ssize_t got = read(_read, buffer, sizeof buffer);
-            if (got <= 0)
-                return false;
-            _pending.append(buffer, static_cast<size_t>(got));
-            for (size_t end = _pending.find('\n'); end != std::string::npos;
-                 end = _pending.find('\n')) {
-                lines.push_back(_pending.substr(0, end));
-                _pending.erase(0, end + 1);
-            }
-        }
-    }
-    // SIGKILL, then everything the child acknowledged before it died.
-    void killAndDrain(std::vector<std::string> &lines) {
-        kill(_pid, SIGKILL);
-        waitpid(_pid, nullptr, 0);
-        _pid = -1;
-        readUntil(steady_clock::now() + 10s, lines);
-    }
-    int wait() {
-        int status = 0;
-        waitpid(_pid, &status, 0);
-        _pid = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-private:
-    pid_t _pid = -1;
-    int _read = -1;
-    std::string _pending;
-};
-
 class KillAtAnyMoment : public LoopbackTest {
 protected:
     void SetUp() override {
@@ -230,7 +116,7 @@ protected:
     // Starts a child, waits for its "go", lets it work for a random time and kills it. Returns
     // the lines it acknowledged after "go".
     std::vector<std::string> runAndKill(const std::string &role, long run) {
-        Child child(role, run);
+        SelfProcess child({"KEO_KILL_CHILD=" + role, "KEO_KILL_RUN=" + std::to_string(run)});
         std::vector<std::string> lines;
         child.readUntil(steady_clock::now() + 30s, lines, 1);
         std::uniform_int_distribution<int> delay(0, kMaxKillDelayMs);
@@ -279,7 +165,7 @@ TEST_F(KillAtAnyMoment, EveryAcknowledgedHitArrivesAtLeastOnce) {
         if (!hitTableIsIntact())
             ++tornTables;
     }
-    Child deliverer("deliver", 0);
+    SelfProcess deliverer({"KEO_KILL_CHILD=deliver"});
     ASSERT_EQ(deliverer.wait(), 0) << "rows left: " << dir.hitRows();
 
     std::map<std::string, int> arrivals;

@@ -146,14 +146,16 @@ TEST_F(ThreadStress, EveryThreadAtOnceLosesNoHit) {
     ASSERT_TRUE(waitForEmptyQueue(120s)) << dir.hitRows() << " rows left";
     std::vector<std::set<int>> seen(kTrackingThreads);
     const std::vector<collector::Hit> hits = server.hits();
-    int launches = 0;
+    int launches = 0, duplicates = 0;
     for (const collector::Hit &hit : hits) {
         if (var(hit, "pev2") == "KEOINTERNAL:Lifecycle")
             ++launches;
         const std::string thread = ctx(hit, "stress.thread");
-        if (thread != "<missing>")
-            seen[std::stoi(thread)].insert(std::stoi(ctx(hit, "stress.seq")));
+        if (thread != "<missing>" &&
+            !seen[std::stoi(thread)].insert(std::stoi(ctx(hit, "stress.seq"))).second)
+            ++duplicates;
     }
+    EXPECT_EQ(duplicates, 0);
     for (int t = 0; t < kTrackingThreads; ++t)
         EXPECT_EQ(static_cast<int>(seen[t].size()), tracked[t]) << "thread " << t;
     std::printf("stress: %lld s, %d hits tracked by %d threads, %zu hits received, %d launches\n",

@@ -1,5 +1,5 @@
-// The visitor identifier: its form, its persistence, and a stored value taken as it stands.
-#include "KEOSharedPreferences.h"
+// The visitor identifier: its form, made once per installation, and a stored value taken as
+// it stands. Each generation needs a process of its own.
 #include "KEOStatic.h"
 #include "WorkDir.h"
 
@@ -11,77 +11,48 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
+namespace {
 
-static const QRegExp FORM("^[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}$");
+const QRegExp kForm("[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}");
+const char *kFile = "data/KEOPreferences.json";
 
-// Each generation needs a fresh process: the identifier is made once per process.
-static QString generateInChild(const WorkDir &dir) {
-    int fds[2];
-    if (pipe(fds) != 0)
-        return QString();
-    const pid_t child = fork();
-    if (child == 0) {
-        close(fds[0]);
-        if (chdir(dir.path().toUtf8().constData()) != 0)
-            _exit(1);
-        const QByteArray aid = KEOStatic::getServerVisitorID().toUtf8();
-        if (write(fds[1], aid.constData(), aid.size()) < 0)
-            _exit(1);
-        _exit(0);
-    }
-    close(fds[1]);
-    QByteArray out;
-    char buffer[128];
-    ssize_t n;
-    while ((n = read(fds[0], buffer, sizeof buffer)) > 0)
-        out.append(buffer, static_cast<int>(n));
-    close(fds[0]);
-    waitpid(child, nullptr, 0);
-    return QString::fromUtf8(out);
+QString stored(const WorkDir &dir) {
+    return QJsonDocument::fromJson(dir.read(kFile)).object().value("aid").toString();
 }
 
-TEST(VisitorId, EveryGenerationHasTheFormAndIsNew) {
+void generate() {
+    const QString aid = KEOStatic::getServerVisitorID();
+    EXPECT_EQ(KEOStatic::getServerVisitorID(), aid);
+}
+
+} // namespace
+
+TEST(VisitorId, EachInstallationGetsANewIdentifierOfTheFormThatLaterRunsKeep) {
     QSet<QString> seen;
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 100; ++i) {
         WorkDir dir;
-        const QString aid = generateInChild(dir);
-        ASSERT_TRUE(FORM.exactMatch(aid)) << aid.toStdString();
+        inChild(generate);
+        const QString aid = stored(dir);
+        ASSERT_TRUE(kForm.exactMatch(aid)) << aid.toStdString();
         EXPECT_FALSE(seen.contains(aid));
         seen.insert(aid);
+        const QByteArray file = dir.read(kFile);
+        inChild([&] { EXPECT_EQ(KEOStatic::getServerVisitorID(), aid); });
+        EXPECT_EQ(dir.read(kFile), file);
     }
 }
 
-TEST(VisitorId, IsStoredUnderAidAndStableWithinTheProcess) {
+TEST(VisitorId, StoredValueIsTakenVerbatimAndAnEmptyOneIsReplaced) {
+    {
+        WorkDir dir;
+        dir.write(kFile, R"({"aid": "not-a-real-id"})");
+        inChild([] { EXPECT_EQ(KEOStatic::getServerVisitorID(), QString("not-a-real-id")); });
+        EXPECT_EQ(dir.read(kFile), R"({"aid": "not-a-real-id"})");
+    }
     WorkDir dir;
-    const QString aid = KEOStatic::getServerVisitorID();
-    EXPECT_TRUE(FORM.exactMatch(aid)) << aid.toStdString();
-    EXPECT_EQ(KEOStatic::getServerVisitorID(), aid);
-    EXPECT_EQ(QJsonDocument::fromJson(dir.read("data/KEOPreferences.json")).object().value("aid"),
-              QJsonValue(aid));
-}
-
-TEST(VisitorId, SecondProcessOnTheSameFileReadsTheSameIdentifier) {
-    WorkDir dir;
-    const QString first = generateInChild(dir);
-    const QString second = generateInChild(dir);
-    EXPECT_TRUE(FORM.exactMatch(first));
-    EXPECT_EQ(second, first);
-}
-
-TEST(VisitorId, StoredValueIsTakenVerbatimAndNotRewritten) {
-    WorkDir dir;
-    const QByteArray file = R"({"aid": "not-a-real-id"})";
-    dir.write("data/KEOPreferences.json", file);
-    EXPECT_EQ(KEOStatic::getServerVisitorID(), QString("not-a-real-id"));
-    EXPECT_EQ(dir.read("data/KEOPreferences.json"), file);
-}
-
-TEST(VisitorId, EmptyStoredValueIsReplacedByANewIdentifier) {
-    WorkDir dir;
-    dir.write("data/KEOPreferences.json", R"({"aid": ""})");
-    EXPECT_TRUE(FORM.exactMatch(KEOStatic::getServerVisitorID()));
+    dir.write(kFile, R"({"aid": ""})");
+    inChild(generate);
+    EXPECT_TRUE(kForm.exactMatch(stored(dir))) << stored(dir).toStdString();
 }
 
 TEST(VisitorId, UnwritableStoreKeepsTheIdentifierForThisProcess) {
@@ -89,7 +60,8 @@ TEST(VisitorId, UnwritableStoreKeepsTheIdentifierForThisProcess) {
     QDir(dir.file("data")).removeRecursively();
     QString aid;
     const std::string err = captureStderr([&] { aid = KEOStatic::getServerVisitorID(); });
-    EXPECT_TRUE(FORM.exactMatch(aid));
+    EXPECT_TRUE(kForm.exactMatch(aid));
+    EXPECT_EQ(aid, KEOStatic::getServerVisitorID());
     EXPECT_EQ(libraryLines(err).rfind("KEOMobile Error: Unable to write JSON Defaults file (", 0),
               0u)
         << err;

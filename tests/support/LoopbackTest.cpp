@@ -12,6 +12,11 @@ std::vector<collector::Hit> LoopbackTest::waitForHits(size_t n, std::chrono::mil
     return server.hits();
 }
 
+collector::Hit LoopbackTest::only() {
+    const std::vector<collector::Hit> hits = waitForHits(1);
+    return hits.empty() ? collector::Hit() : hits[0];
+}
+
 bool LoopbackTest::waitForRows(int n, std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {
@@ -20,6 +25,13 @@ bool LoopbackTest::waitForRows(int n, std::chrono::milliseconds timeout) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return false;
+}
+
+collector::Hit hitOf(const std::string &url) {
+    collector::Hit hit;
+    collector::splitUrl(url, hit.path, hit.rawQuery);
+    hit.decoded = collector::decodeHit(hit.path, hit.rawQuery);
+    return hit;
 }
 
 std::string var(const collector::Hit &hit, const std::string &key) {
@@ -35,11 +47,4 @@ std::vector<std::string> pages(const std::vector<collector::Hit> &hits) {
     for (const collector::Hit &hit : hits)
         names.push_back(var(hit, "pageName"));
     return names;
-}
-
-size_t countOf(const std::string &text, const std::string &needle) {
-    size_t count = 0;
-    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
-        ++count;
-    return count;
 }

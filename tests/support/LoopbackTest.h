@@ -19,6 +19,8 @@ protected:
     waitForHits(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // Waits until the table holds exactly n rows; false on time-out.
     bool waitForRows(int n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    // Waits for the first hit and returns it (an empty hit when none came).
+    collector::Hit only();
     bool waitForEmptyQueue(std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
         return waitForRows(0, timeout);
     }
@@ -27,10 +29,10 @@ protected:
     collector::Collector server;
 };
 
+// A hit as the collector would decode it from a URL, e.g. one still waiting in HITS.
+collector::Hit hitOf(const std::string &url);
 // A decoded value or "<missing>", so that expectations read as literals.
 std::string var(const collector::Hit &hit, const std::string &key);
 std::string ctx(const collector::Hit &hit, const std::string &dottedPath);
 // The "pageName" of each hit, in arrival order.
 std::vector<std::string> pages(const std::vector<collector::Hit> &hits);
-// How often needle stands in text.
-size_t countOf(const std::string &text, const std::string &needle);

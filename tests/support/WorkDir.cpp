@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
+#include <sys/wait.h>
 #include <unistd.h>
 
 WorkDir::WorkDir() {
@@ -72,21 +73,39 @@ void WorkDir::writeDescriptor(const QString &name, const QString &version) const
     write("app/native/bar-descriptor.xml", xml.toUtf8());
 }
 
-int WorkDir::hitRows() const {
+// Runs one query on a read-only connection of its own; false when the table can't be read.
+static bool query(const QString &path, const char *sql,
+                  const std::function<void(sqlite3_stmt *)> &row) {
     sqlite3 *db = nullptr;
-    const QByteArray path = file("data/KEOAnalyticsCache.sqlite").toUtf8();
-    if (sqlite3_open_v2(path.constData(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
-        sqlite3_close(db);
-        return -1;
-    }
     sqlite3_stmt *statement = nullptr;
-    int rows = -1;
-    if (sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM HITS", -1, &statement, nullptr) == SQLITE_OK &&
-        sqlite3_step(statement) == SQLITE_ROW)
-        rows = sqlite3_column_int(statement, 0);
+    const bool ok = sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY,
+                                    nullptr) == SQLITE_OK &&
+                    sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK;
+    while (ok && sqlite3_step(statement) == SQLITE_ROW)
+        row(statement);
     sqlite3_finalize(statement);
     sqlite3_close(db);
+    return ok;
+}
+
+int hitRowsAt(const QString &database) {
+    int rows = -1;
+    query(database, "SELECT COUNT(*) FROM HITS",
+          [&](sqlite3_stmt *s) { rows = sqlite3_column_int(s, 0); });
     return rows;
+}
+
+int WorkDir::hitRows() const {
+    return hitRowsAt(file("data/KEOAnalyticsCache.sqlite"));
+}
+
+std::vector<std::string> WorkDir::queuedUrls() const {
+    std::vector<std::string> urls;
+    query(file("data/KEOAnalyticsCache.sqlite"), "SELECT URL FROM HITS ORDER BY ID",
+          [&](sqlite3_stmt *s) {
+              urls.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(s, 0)));
+          });
+    return urls;
 }
 
 std::string libraryLines(const std::string &output) {
@@ -102,4 +121,25 @@ std::string libraryLines(const std::string &output) {
         start = end + 1;
     }
     return kept;
+}
+
+void inChild(const std::function<void()> &fn) {
+    fflush(nullptr);
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        fn();
+        fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child failed (above)";
+}
+
+size_t countOf(const std::string &text, const std::string &needle) {
+    size_t count = 0;
+    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
+        ++count;
+    return count;
 }

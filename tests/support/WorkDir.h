@@ -6,7 +6,9 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <string>
+#include <vector>
 
 class WorkDir {
 public:
@@ -31,14 +33,26 @@ public:
 
     // Rows of HITS, read through a connection of its own; -1 when the table is missing.
     int hitRows() const;
+    // URLs of HITS in delivery order.
+    std::vector<std::string> queuedUrls() const;
 
 private:
     QString _path;
     QString _previous;
 };
 
+// Rows of HITS in the database at that path, read as WorkDir::hitRows does.
+int hitRowsAt(const QString &database);
+
 // Only the library's own lines ("KEOMobile ..."), without Qt's debug stream and others.
 std::string libraryLines(const std::string &output);
+// How often needle stands in text.
+size_t countOf(const std::string &text, const std::string &needle);
+
+// Runs fn in a forked child, which gets singletons of its own: one process per table row for
+// what the library reads once per process. The child's failures are printed by the child and
+// fail the calling test. Call before the calling process has started any library thread.
+void inChild(const std::function<void()> &fn);
 
 // Runs fn and returns what it wrote on standard error / standard output.
 template <typename Fn> std::string captureStderr(Fn fn);

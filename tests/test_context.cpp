@@ -1,0 +1,124 @@
+// Context data: keys cleaned in one pass, nested by their dots, written in the hashes' own
+// order and percent-encoded once; the library's shortcuts give what the general path gives.
+#include "HitDecoder.h"
+#include "KEOStatic.h"
+
+#include <QRegExp>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+// A fixed hash seed makes the hashes' order a literal; it must precede every hash.
+const bool seeded = (qSetGlobalQHashSeed(0), true);
+
+using Hash = QHash<QString, QString>;
+
+QString block(const Hash &data) {
+    return KEOStatic::serializeToQueryString(Hash(), data);
+}
+
+// The general path that every key and value is defined by.
+QString cleanedByExpressions(QString key) {
+    key.remove(QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp));
+    return key.replace(QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
+}
+
+QString encodedByQt(const QString &text) {
+    return QString(QUrl::toPercentEncoding(text, QByteArray(), QByteArray()));
+}
+
+} // namespace
+
+TEST(ContextKeyCleaning, KeepsLettersDigitsAndInnerDotsInOnePass) {
+    const std::vector<std::pair<QString, QString>> cases{
+        {"a.DeviceName", "a.DeviceName"},
+        {"Shop2.Cart", "Shop2.Cart"},
+        {"my key!", "mykey"},
+        {"a_b-c", "abc"},
+        {QString::fromUtf8("\xC3\xA9") + "b", "b"},
+        {"%%%", ""},
+        {"..a..b..", "a.b"},
+        {"...", ""},
+        {".", ""},
+        {"", ""},
+        // Dots that only become outer through the removal stay: no second pass.
+        {"a.%", "a."},
+        {"%.a", ".a"},
+        {"a.%.b", "a.b"}};
+    for (const auto &[key, cleaned] : cases)
+        EXPECT_EQ(KEOStatic::cleanContextDataKey(key), cleaned) << key.toStdString();
+}
+
+TEST(ContextKeyCleaning, CollidingKeysKeepTheValueLaterInTheHashOrder) {
+    // With this seed "a!" comes after "a", while "b" comes after "b!".
+    EXPECT_EQ(KEOStatic::cleanContextDataHash({{"a", "1"}, {"a!", "2"}}), (Hash{{"a", "2"}}));
+    EXPECT_EQ(KEOStatic::cleanContextDataHash({{"b", "1"}, {"b!", "2"}}), (Hash{{"b", "1"}}));
+    EXPECT_EQ(KEOStatic::cleanContextDataHash({{"%%", "v"}}), (Hash{{"", "v"}}));
+}
+
+TEST(ContextKeyCleaning, ShortcutsGiveWhatExpressionsAndPercentEncodingGive) {
+    const QChar nul(0), high(0xD83D), low(0xDE00), lone(0xD800);
+    std::vector<QString> texts{".",
+                               "..",
+                               ".a",
+                               "a.",
+                               "a..b",
+                               "~",
+                               "%",
+                               "%41",
+                               "a b",
+                               "-_.~",
+                               QString(nul),
+                               QString::fromUtf8("\xC3\xA9t\xC3\xA9"),
+                               QString(high) + low,
+                               QString(lone),
+                               QString(low) + "a"};
+    const QString alphabet = QString("aZ09.~%-_ /") + nul + QChar(0xE9) + high + low;
+    std::mt19937 random(7);
+    for (int i = 0; i < 3000; ++i) {
+        QString text;
+        for (int n = static_cast<int>(random() % 9); n > 0; --n)
+            text += alphabet[static_cast<int>(random() % alphabet.size())];
+        texts.push_back(text);
+    }
+    for (const QString &text : texts) {
+        EXPECT_EQ(KEOStatic::cleanContextDataKey(text), cleanedByExpressions(text))
+            << text.toStdString();
+        EXPECT_EQ(KEOStatic::urlEncode(text), encodedByQt(text)) << text.toStdString();
+    }
+    EXPECT_EQ(KEOStatic::urlEncode("aZ09-._~ /%41"), QString("aZ09-._~%20%2F%2541"));
+}
+
+TEST(ContextSerialization, NestsByDotsAndWritesValuesBeforeBranches) {
+    const std::vector<std::pair<Hash, QString>> cases{
+        {{}, ""},
+        {{{"plan", "gold"}}, "&c.&plan=gold&.c"},
+        {{{"shop.cart.id", "7"}}, "&c.&shop.&cart.&id=7&.cart&.shop&.c"},
+        {{{"a", "1"}, {"a.b", "2"}}, "&c.&a=1&a.&b=2&.a&.c"},
+        {{{"a.CarrierName", ""}}, "&c.&a.&.a&.c"},
+        {{{"%%", "value"}}, "&c.&=value&.c"},
+        {{{"a.%", "1"}}, "&c.&a.&=1&.a&.c"},
+        {{{"k", "a&b=c%d e"}}, "&c.&k=a%26b%3Dc%25d%20e&.c"},
+        {{{"k", "%1%2"}}, "&c.&k=%251%252&.c"},
+        // Each level in its hash's order, never sorted.
+        {{{"three", "3"}, {"one", "1"}, {"two", "2"}}, "&c.&three=3&one=1&two=2&.c"},
+        {{{"x.name", "n"}, {"x.plan", "p"}, {"x.shop", "s"}}, "&c.&x.&name=n&shop=s&plan=p&.x&.c"}};
+    for (const auto &[data, text] : cases)
+        EXPECT_EQ(block(data), text) << text.toStdString();
+    EXPECT_EQ(KEOStatic::serializeToQueryString({{"my key", ""}}, {}), QString("&my%20key="));
+}
+
+TEST(ContextSerialization, DeepNestingHasNoLimit) {
+    QString key = "k0";
+    for (int i = 1; i < 200; ++i)
+        key += QString(".k%1").arg(i);
+    const collector::DecodedHit hit =
+        collector::decodeHit("/b/ss/r/0/BBN-4.0.0/s1",
+                             ("AQB=1&ndh=1" + block({{key, "deep"}}) + "&AQE=1").toStdString());
+    ASSERT_TRUE(hit.wellFormed) << hit.error;
+    EXPECT_EQ(hit.ctx(key.toStdString()).value_or("<missing>"), "deep");
+}

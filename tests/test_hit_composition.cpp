@@ -1,0 +1,137 @@
+// Hits as they arrive at the collector: the URL's pieces, where each tracking call puts its
+// name and markers, and the keys every hit gets from the device, the identity and the clock.
+#include "KEOAnalytics.h"
+#include "KEOMobile.h"
+#include "LoopbackTest.h"
+
+#include <desktop/DesktopPlatform.h>
+
+#include <QRegExp>
+
+namespace {
+
+class HitComposition : public LoopbackTest {
+protected:
+    // A top-level pair, or with "c." a context value.
+    static std::string field(const collector::Hit &hit, const std::string &key) {
+        return key.rfind("c.", 0) == 0 ? ctx(hit, key.substr(2)) : var(hit, key);
+    }
+};
+
+bool matches(const char *pattern, const std::string &text) {
+    return QRegExp(pattern).exactMatch(QString::fromStdString(text));
+}
+
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+} // namespace
+
+TEST_F(HitComposition, EachCallNamesItsPageAndMarkersAndEveryHitCarriesTheCommonKeys) {
+    configure(true);
+    dir.writeDescriptor("Shop", "1.2");
+    desktop::setDisplaySize(QSize(720, 1280));
+    desktop::setDeviceName("Q10");
+    desktop::setOsVersion("10.3.1");
+    desktop::setCarrierName("");
+    QHash<QString, QString> data{{"k", "v"}}, vars{{"vid", "from-caller"}};
+    const long before = static_cast<long>(time(nullptr));
+    KEOMobile::trackState("Home", {{"plan", "gold"}, {"a.CarrierName", "mine"}});
+    KEOMobile::trackState("", {});
+    KEOMobile::trackAction("Buy", {{"a.action", "caller's"}});
+    KEOMobile::trackAction("", {});
+    KEOMobile::trackAction("%1 and %2", {});
+    KEOAnalytics::trackInternal("", {}, {});
+    KEOAnalytics::trackInternal("Media", data, {{"pe", "ms_s"}, {"pageName", "mine"}});
+    KEOAnalytics::trackInternal("X", {}, vars);
+    KEOMobile::setUserIdentifier("user-7");
+    KEOAnalytics::trackInternal("X", {}, vars);
+    EXPECT_EQ(data, (QHash<QString, QString>{{"k", "v"}}));
+    EXPECT_EQ(vars, (QHash<QString, QString>{{"vid", "from-caller"}}));
+
+    const Fields expected[] = {
+        {{"pageName", "Home"},
+         {"pe", "<missing>"},
+         {"pev2", "<missing>"},
+         {"c.plan", "gold"},
+         {"c.a.action", "<missing>"},
+         {"c.a.CarrierName", "unknown"},
+         {"vid", "<missing>"}},
+        {{"pageName", "Shop/1.2"}, {"pe", "<missing>"}},
+        {{"pageName", "Shop/1.2"},
+         {"pe", "lnk_o"},
+         {"pev2", "KEOACTION:Buy"},
+         {"c.a.action", "Buy"}},
+        {{"pev2", "KEOACTION:None"}, {"c.a.action", "<missing>"}},
+        {{"pev2", "KEOACTION:%1 and %2"}},
+        {{"pageName", "Shop/1.2"}, {"pe", "lnk_o"}, {"pev2", "KEOINTERNAL:None"}},
+        {{"pageName", "Shop/1.2"},
+         {"pe", "ms_s"},
+         {"pev2", "<missing>"},
+         {"c.a.internal", "Media"},
+         {"c.k", "v"}},
+        {{"vid", "from-caller"}, {"pe", "<missing>"}},
+        {{"vid", "user-7"}}};
+    const std::vector<collector::Hit> hits = waitForHits(std::size(expected));
+    ASSERT_EQ(hits.size(), std::size(expected));
+    for (size_t i = 0; i < hits.size(); ++i) {
+        SCOPED_TRACE("hit " + std::to_string(i) + ": " + hits[i].rawQuery);
+        const collector::Hit &hit = hits[i];
+        for (const auto &[key, value] : expected[i])
+            EXPECT_EQ(field(hit, key), value) << key;
+        ASSERT_TRUE(hit.decoded.wellFormed) << hit.decoded.error;
+        EXPECT_EQ(hit.decoded.reportSuites, "rsid1");
+        EXPECT_EQ(hit.decoded.libraryVersion, "4.0.0");
+        EXPECT_TRUE(matches("[1-9][0-9]{0,7}|0", hit.decoded.random));
+        EXPECT_EQ(hit.rawQuery.substr(0, 12), "AQB=1&ndh=1&");
+        EXPECT_EQ(hit.rawQuery.substr(hit.rawQuery.size() - 9), "&.c&AQE=1");
+        const Fields common{{"c.a.Resolution", "720x1280"},
+                            {"c.a.DeviceName", "Q10"},
+                            {"c.a.OSVersion", "BB 10.3.1"},
+                            {"ce", "UTF-8"}};
+        for (const auto &[key, value] : common)
+            EXPECT_EQ(field(hit, key), value) << key;
+        EXPECT_EQ(var(hit, "t").substr(0, 22), "00/00/0000 00:00:00 0 ");
+        EXPECT_TRUE(matches("[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}", var(hit, "aid")));
+        EXPECT_EQ(var(hit, "aid"), var(hits[0], "aid"));
+        EXPECT_LE(std::labs(std::stol(var(hit, "ts")) - before), 2);
+    }
+}
+
+TEST_F(HitComposition, WithoutCharsetOrOfflineTrackingCeIsEmptyAndTsAbsent) {
+    ASSERT_TRUE(server.start());
+    dir.write("app/native/KEOMobileConfig.json",
+              QString(R"({"analytics": {"server": "%1", "rsids": "r"}})")
+                  .arg(QString::fromStdString(server.baseServer()))
+                  .toUtf8());
+    KEOMobile::setPrivacyStatus(KEOMobilePrivacyStatusOptOut); // stops nothing
+    KEOMobile::trackState("Home", {});
+    const collector::Hit hit = only();
+    EXPECT_EQ(var(hit, "ce"), "");
+    EXPECT_EQ(var(hit, "ts"), "<missing>");
+    EXPECT_EQ(var(hit, "t").empty(), false);
+}
+
+// The scheme, server and suites are fixed by the first hit; the debug line is the only line a
+// normal hit writes, beside the worker's one line on Qt's debug stream when it first starts.
+TEST_F(HitComposition, DebugLineShowsTheBaseUrlWithEncodedSuitesAndIsTheOnlyLibraryLine) {
+    ASSERT_TRUE(server.start());
+    dir.write("app/native/KEOMobileConfig.json",
+              QString(R"({"analytics": {"server": "%1", "rsids": "one,two", "ssl": true}})")
+                  .arg(QString::fromStdString(server.baseServer()))
+                  .toUtf8());
+    KEOMobile::setDebugLogging(true);
+    std::string err;
+    const std::string out = captureStdout([&] {
+        err = captureStderr([] {
+            KEOMobile::trackState("Home", {});
+            KEOMobile::trackState("Next", {});
+        });
+    });
+    const std::string line = "KEOMobile Debug: Analytics -- Attempting to send request (https://" +
+                             server.baseServer() + "/b/ss/one%2Ctwo/0/BBN-4.0.0/s";
+    EXPECT_EQ(out.rfind(line, 0), 0u) << out;
+    EXPECT_EQ(countOf(out, line), 2u) << out;
+    EXPECT_EQ(countOf(out, "\n"), 2u) << out;
+    EXPECT_EQ(libraryLines(err), "");
+    EXPECT_EQ(countOf(err, "KEOAnalyticsWorker::KEOAnalyticsWorker()\n"), 1u) << err;
+}

@@ -1,0 +1,152 @@
+// The queue inspector as a developer runs it: keo-queue on an application directory, its data
+// directory or a file, read as text under a frozen clock; beside a writer that holds a
+// transaction open; and the demo's count of what arrived.
+#include "HitView.h"
+#include "SelfProcess.h"
+#include "WorkDir.h"
+
+#include <sqlite3.h>
+
+#include <QDateTime>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace {
+
+const char *kState = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s11?AQB=1&ndh=1&pageName=Cart"
+                     "&c.&shop.&cart.&items=1&value=19.90&.cart&name=Demo&.shop&.c&AQE=1";
+const char *kAction = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s22?AQB=1&ndh=1&pe=lnk_o"
+                      "&pev2=KEOACTION%3AAdd%20to%20cart&pageName=App&AQE=1";
+const char *kLaunch = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s3?AQB=1&ndh=1&c.&a.&internal="
+                      "Lifecycle&LaunchEvent=LaunchEvent&Launches=2&PrevSessionLength=41&.a&.c"
+                      "&AQE=1";
+const char *kPlace = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s4?AQB=1&ndh=1&c.&a.&internal="
+                     "Location&loc.&acc=12&poi=Demo%20HQ&dist=41&lat.&a=045.5&b=02&c=00&.lat"
+                     "&lon.&a=-073.5&b=67&c=00&.lon&.loc&.a&.c&AQE=1";
+const char *kAd = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s5?AQB=1&ndh=1&pe=m_s&c.&a.&internal="
+                  "VideoTracking&media.&name=Demo%20clip&ad.&name=Demo%20ad&view=true&.ad&.media"
+                  "&.a&.c&AQE=1";
+const char *kBroken = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s6?pageName=Home";
+
+// The inspector's output and exit status, at 2026-06-01 12:00:00 UTC on its clock.
+std::pair<std::string, int> inspect(const std::string &arguments) {
+    std::string command;
+    for (const std::string &entry : SelfProcess::frozenClock("2026-06-01 12:00:00"))
+        command +=
+            entry.substr(0, entry.find('=') + 1) + "'" + entry.substr(entry.find('=') + 1) + "' ";
+    command += "TZ=UTC0 " KEO_QUEUE " " + arguments + " 2>&1";
+    FILE *pipe = popen(command.c_str(), "r");
+    std::string out;
+    char buffer[4096];
+    for (size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        out.append(buffer, got);
+    const int status = pclose(pipe);
+    return {out, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+}
+
+} // namespace
+
+TEST(QueueInspector, ListsWhatWaitsDecodedOldestFirstAndLeavesTheTableAlone) {
+    WorkDir dir;
+    const std::string path = dir.file("data/KEOAnalyticsCache.sqlite").toStdString();
+    const long now = QDateTime(QDate(2026, 6, 1), QTime(12, 0), Qt::UTC).toSecsSinceEpoch();
+    sqlite3 *db = nullptr;
+    sqlite3_open(path.c_str(), &db);
+    auto exec = [&](const std::string &sql) {
+        ASSERT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    };
+    exec("PRAGMA journal_mode=WAL");
+    exec("CREATE TABLE HITS (ID INTEGER PRIMARY KEY AUTOINCREMENT, URL TEXT, TIMESTAMP INTEGER)");
+    const std::pair<const char *, long> rows[] = {{kState, 0},   {kState, 90000}, {kAction, 3599},
+                                                  {kLaunch, 65}, {kPlace, 59},    {kAd, 0},
+                                                  {kBroken, -5}};
+    for (const auto &[url, age] : rows)
+        exec("INSERT INTO HITS (url, timestamp) VALUES ('" + std::string(url) + "', " +
+             std::to_string(now - age) + ")");
+    exec("DELETE FROM HITS WHERE ID = 1");
+    exec("BEGIN IMMEDIATE"); // a writer in the middle of a hit: its row stays unseen
+    exec("INSERT INTO HITS (url, timestamp) VALUES ('uncommitted', 0)");
+
+    auto [out, status] = inspect(dir.path().toStdString());
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(out, path + ": 6 hits waiting, oldest 1d 01h (7 queued since the table was made)\n"
+                          "ID 2  age 1d 01h  state \"Cart\"\n"
+                          "    pageName = Cart\n"
+                          "    c.\n"
+                          "      shop.\n"
+                          "        name = Demo\n"
+                          "        cart.\n"
+                          "          items = 1\n"
+                          "          value = 19.90\n"
+                          "ID 3  age 59m 59s  action \"Add to cart\"\n"
+                          "    pageName = App\n"
+                          "    pe       = lnk_o\n"
+                          "    pev2     = KEOACTION:Add to cart\n"
+                          "ID 4  age 1m 05s  lifecycle launch #2, previous session 41 s\n"
+                          "    c.\n"
+                          "      a.\n"
+                          "        LaunchEvent       = LaunchEvent\n"
+                          "        Launches          = 2\n"
+                          "        PrevSessionLength = 41\n"
+                          "        internal          = Lifecycle\n"
+                          "ID 5  age 59s  location 45.50200, -73.56700 in \"Demo HQ\" (41 m away)\n"
+                          "    c.\n"
+                          "      a.\n"
+                          "        internal = Location\n"
+                          "        loc.\n"
+                          "          acc  = 12\n"
+                          "          dist = 41\n"
+                          "          poi  = Demo HQ\n"
+                          "          lat.\n"
+                          "            a = 045.5\n"
+                          "            b = 02\n"
+                          "            c = 00\n"
+                          "          lon.\n"
+                          "            a = -073.5\n"
+                          "            b = 67\n"
+                          "            c = 00\n"
+                          "ID 6  age 0s  media ad \"Demo ad\" in \"Demo clip\", view\n"
+                          "    pe = m_s\n"
+                          "    c.\n"
+                          "      a.\n"
+                          "        internal = VideoTracking\n"
+                          "        media.\n"
+                          "          name = Demo clip\n"
+                          "          ad.\n"
+                          "            name = Demo ad\n"
+                          "            view = true\n"
+                          "ID 7  age 0s  state \"Home\"\n"
+                          "    MALFORMED: query doesn't start with AQB=1&ndh=1\n"
+                          "    pageName = Home\n");
+    std::tie(out, status) = inspect("--urls " + dir.file("data/").toStdString());
+    std::string urls =
+        path + ": 6 hits waiting, oldest 1d 01h (7 queued since the table was made)\n";
+    for (int id = 2; id <= 7; ++id)
+        urls += std::to_string(id) + "\t" + rows[id - 1].first + "\n";
+    EXPECT_EQ(out, urls);
+    exec("COMMIT");
+    sqlite3_close(db);
+
+    std::tie(out, status) = inspect(dir.file("data/none.sqlite").toStdString());
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(out, "no database at " + dir.file("data/none.sqlite").toStdString() + "\n");
+    EXPECT_FALSE(dir.exists("data/none.sqlite"));
+}
+
+TEST(QueueInspector, ArrivalsCountDuplicatesOnceAndMalformedHitsApart) {
+    auto received = [](const char *url) {
+        collector::Hit hit;
+        collector::splitUrl(url, hit.path, hit.rawQuery);
+        hit.decoded = collector::decodeHit(hit.path, hit.rawQuery);
+        return hit;
+    };
+    const keodemo::Receipts receipts =
+        keodemo::tally({received(kState), received(kState), received(kAction), received(kBroken)});
+    EXPECT_EQ(receipts.total, 4u);
+    EXPECT_EQ(receipts.distinct, 3u);
+    EXPECT_EQ(receipts.malformed, 1u);
+    EXPECT_EQ(receipts.perKind[static_cast<int>(keodemo::HitKind::State)], 2);
+    EXPECT_EQ(receipts.perKind[static_cast<int>(keodemo::HitKind::Action)], 1);
+}
