@@ -23,3 +23,9 @@ echo "== Thread stress test with ThreadSanitizer =="
 run_suite build-tsan -DKEOMOBILE_TSAN=ON -DKEOMOBILE_BUILD_BENCH=OFF -DKEOMOBILE_BUILD_TOOLS=OFF
 echo "== Fuzzing, 30 s per target =="
 scripts/fuzz.sh 30
+echo "== Test volume =="
+# Tracked files; every file where there is no git checkout.
+count() { { git ls-files -- "$@" 2>/dev/null || find "$@" -type f; } | xargs -r cat | wc -l; }
+tests=$(count tests fuzz)
+code=$(count src platform tools examples)
+echo "tests/ + fuzz/: $tests lines; src/ + platform/ + tools/ + examples/: $code lines; ratio $((100 * tests / code))% (at most 40%)"
