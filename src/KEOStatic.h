@@ -2,6 +2,7 @@
 // Static helpers shared by the whole library: logging, time, device facts, the visitor
 // identifier and the context data of hits. No instance exists. Every member may be called
 // from any thread.
+#include <QByteArray>
 #include <QHash>
 #include <QString>
 
@@ -52,4 +53,10 @@ public:
     static QString urlEncode(QString value);
     // Frees a tree from translateContextData, every node included.
     static void freeContextData(QHash<QString, KEOContextData *> *tree);
+    // Appends to out exactly the text of serializeToQueryString(vars, contextData), as UTF-8
+    // (all of it is ASCII), without a tree of heap nodes or a temporary text per piece: the
+    // hit path's writer. out belongs to the caller; the hashes are only read. False, with out
+    // unchanged, when the text would not fit a QByteArray.
+    static bool appendQueryString(QByteArray &out, const QHash<QString, QString> &vars,
+                                  const QHash<QString, QString> &contextData);
 };
