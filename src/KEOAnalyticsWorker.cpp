@@ -88,12 +88,13 @@ static bool checkpointIfDue() {
 
 static void _createDB() {
     pthread_mutex_lock(&_dbMutex);
-    // Built without a fixed buffer, so that a long working directory cannot overflow it.
+    // The directory's own bytes, without a fixed buffer that a long one could overflow. A
+    // directory that can't be found opens nothing: no database below the root either.
     const char *cwd = KEOStatic::getCurrentWorkingDirectory();
     const QByteArray dbPath =
-        QString::asprintf("%s/data/%s", cwd ? cwd : "", KEOGAUGE_OFFLINE_HITCACHE).toUtf8();
+        QByteArray(cwd ? cwd : "(null)") + "/data/" + KEOGAUGE_OFFLINE_HITCACHE;
     char *error = nullptr;
-    if (sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
+    if (cwd == nullptr || sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
         KEOStatic::logError("Analytics - Unable to open database (%s)", dbPath.constData());
     } else if (sqlite3_exec(_offlineDB,
                             "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY "

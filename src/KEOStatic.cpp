@@ -11,6 +11,7 @@
 #include <bps/locale.h>
 
 #include <QDateTime>
+#include <QFile>
 #include <QList>
 #include <QRegExp>
 #include <QUrl>
@@ -26,6 +27,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -119,6 +121,22 @@ char *KEOStatic::getCurrentWorkingDirectory() {
     return getcwd(buffer, sizeof(buffer));
 }
 
+QString KEOStatic::qtPathBelow(const char *directory, const QString &relative) {
+    if (directory == nullptr)
+        return QString();
+    const QByteArray bytes(directory);
+    const QString decoded = QFile::decodeName(bytes);
+    if (QFile::encodeName(decoded) == bytes)
+        return QString("%1/%2").arg(decoded, relative);
+    // A QString can't hold these bytes (say 0xFF in a name that isn't UTF-8), and the path it
+    // would give names another directory. The directory is reached instead through a handle
+    // of its own, held for the life of the process.
+    const int handle = open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (handle < 0)
+        return QString();
+    return QString("/proc/self/fd/%1/%2").arg(handle).arg(relative);
+}
+
 // ---------------------------------------------------------------------------------------
 // Device and application facts
 
@@ -179,9 +197,12 @@ static void _initLocale() {
 
 static void _initApplicationID() {
     const char *cwd = KEOStatic::getCurrentWorkingDirectory();
-    // Built without a fixed buffer, so that a long working directory cannot overflow it.
-    const QByteArray barFile =
-        QString::asprintf("%s/app/native/bar-descriptor.xml", cwd ? cwd : "").toUtf8();
+    if (cwd == nullptr) {
+        KEOStatic::logError("Unable to load bar file(%d)", errno);
+        return;
+    }
+    // The directory's own bytes, without a fixed buffer that a long one could overflow.
+    const QByteArray barFile = QByteArray(cwd) + "/app/native/bar-descriptor.xml";
     // Read as xmlParseFile would, but without libxml2's own lines on the host's standard
     // error: the one line below is the library's whole report.
     xmlDocPtr doc =

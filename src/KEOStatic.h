@@ -25,6 +25,10 @@ public:
     // The process's working directory, the root of every file of the library. The text
     // stays valid until the next call on the same thread; copy it at once. Null on failure.
     static char *getCurrentWorkingDirectory();
+    // The path by which Qt's file classes reach relative below directory, a text from
+    // getCurrentWorkingDirectory(). Empty when directory is null: no file is then meant, and
+    // none below the root either. Any thread.
+    static QString qtPathBelow(const char *directory, const QString &relative);
 
     // Device and application facts, each fetched once per process.
     static QString getUserAgent();
