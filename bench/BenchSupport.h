@@ -68,6 +68,7 @@ public:
         state.counters["median_us"] = percentile(_micros, 0.50);
         state.counters["p99_us"] = percentile(_micros, 0.99);
     }
+    const std::vector<double> &micros() const { return _micros; }
 
 private:
     std::vector<double> _micros;

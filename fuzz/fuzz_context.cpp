@@ -1,6 +1,7 @@
 // Context data from the application, through cleaning, the tree and the bracket text, read back
 // by the collector's decoder: every entry with a value must come back under its cleaned key,
-// byte for byte, and the hit must stay well formed whatever the keys and values hold.
+// byte for byte, and the hit must stay well formed whatever the keys and values hold; the hit
+// path's writer must give the very same text.
 // Input: lines, alternately key and value.
 #include "HitDecoder.h"
 #include "KEOStatic.h"
@@ -26,6 +27,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const collector::DecodedHit hit = collector::decodeHit("/b/ss/r/0/BBN-4.0.0/s1", query);
     if (!hit.wellFormed) {
         fprintf(stderr, "malformed (%s): %s\n", hit.error.c_str(), query.c_str());
+        abort();
+    }
+    // The hit path's writer gives the same text byte for byte, with the pairs as top-level
+    // parameters too.
+    QByteArray written;
+    const QByteArray text = KEOStatic::serializeToQueryString(context, context).toUtf8();
+    if (!KEOStatic::appendQueryString(written, context, context) || written != text) {
+        fprintf(stderr, "the writer gave %s for %s\n", written.constData(), text.constData());
         abort();
     }
     const QHash<QString, QString> cleaned = KEOStatic::cleanContextDataHash(context);

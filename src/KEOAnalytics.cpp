@@ -25,6 +25,8 @@ static const double R = 6371.0;
 static const double RADIAN_CONVERSION = 0.017453292519943295;
 
 static QString &_baseURL = *new QString();
+// The same text as UTF-8, the form every hit is written and stored in.
+static QByteArray &_baseURLUtf8 = *new QByteArray();
 static pthread_once_t _baseURL_pred = PTHREAD_ONCE_INIT;
 
 static void _initBaseURL() {
@@ -35,6 +37,19 @@ static void _initBaseURL() {
     _baseURL = QString("%1://%2/b/ss/%3/0/BBN-%4")
                    .arg(ssl ? QString("https") : QString("http"), server, rsids,
                         QString(KEOMobile::version));
+    _baseURLUtf8 = _baseURL.toUtf8();
+}
+
+// Decimal digits of a value that is never negative, as QString::number writes them.
+static void appendDecimal(QByteArray &out, int value) {
+    char digits[16];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value > 0);
+    while (count > 0)
+        out += digits[--count];
 }
 
 static void trackRequest(QHash<QString, QString> data, QHash<QString, QString> vars) {
@@ -55,16 +70,24 @@ static void trackRequest(QHash<QString, QString> data, QHash<QString, QString> v
     mutableVars["aid"] = KEOStatic::getServerVisitorID();
 
     pthread_once(&_baseURL_pred, _initBaseURL);
-    QString url = _baseURL;
-    const QString random = QString::number(qrand() % 100000000, 10);
-    url.append(QString("/s%1?AQB=1&ndh=1%2&AQE=1")
-                   .arg(random, KEOStatic::serializeToQueryString(mutableVars, mutableData)));
+    // The URL is written once, as the UTF-8 the table stores, into room made for a typical hit.
+    // Under a kilobyte, where an allocation is a quick one.
+    QByteArray url;
+    url.reserve(_baseURLUtf8.size() + 512);
+    url += _baseURLUtf8;
+    url += "/s";
+    appendDecimal(url, qrand() % 100000000);
+    url += "?AQB=1&ndh=1";
+    if (!KEOStatic::appendQueryString(url, mutableVars, mutableData)) {
+        // Text of a gigabyte or more: no table could take it.
+        KEOStatic::logError("Analytics - Unable to insert url(%s)", url.constData());
+        return;
+    }
+    url += "&AQE=1";
 
-    // The URL is converted for the line only when debug logging will write it.
     if (config->getDebugLogging())
-        KEOStatic::logDebug("Analytics -- Attempting to send request (%s)",
-                            url.toUtf8().constData());
-    KEOAnalyticsWorker::sharedInstance()->queue(url);
+        KEOStatic::logDebug("Analytics -- Attempting to send request (%s)", url.constData());
+    KEOAnalyticsWorker::sharedInstance()->queueUtf8(url);
 }
 
 void KEOAnalytics::trackState(QString state, QHash<QString, QString> data) {

@@ -10,6 +10,7 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +27,27 @@ static sqlite3_stmt *_preparedInsertStatement = nullptr;
 static sqlite3_stmt *_preparedDeleteStatement = nullptr;
 static sqlite3_stmt *_preparedSelectStatement = nullptr;
 
+// The write-ahead log is copied back into the database file by checkpoints, which sync the log
+// and the file, and the first commit after a complete one starts the log again from its
+// beginning with one more sync. Commits of _offlineDB never checkpoint, so a tracking call
+// never pays for those syncs: the worker checkpoints, between a send and its delete, on a
+// connection of its own and outside _dbMutex, so that inserts go on beside it. Its delete is
+// then, as a rule, the commit that starts the log again.
+static sqlite3 *_checkpointDB = nullptr;
+static pthread_mutex_t _checkpointMutex = PTHREAD_MUTEX_INITIALIZER;
+// Frames in the log after the latest commit of _offlineDB, as its commit hook saw them.
+static std::atomic<int> _walFrames{0};
+// The log's frames at the worker's latest checkpoint; under _checkpointMutex.
+static int _checkpointedFrames = 0;
+// The worker checkpoints once the log has grown by this many frames, as often as SQLite would.
+static const int CHECKPOINT_FRAMES = 1000;
+// A log that inserts never let a checkpoint finish is finished with _dbMutex held once it has
+// this many frames, so that it starts again and the file stays bounded.
+static const int RESTART_FRAMES = 4 * CHECKPOINT_FRAMES;
+// Without a worker that checkpoints (one in its 30 s pause), the commit that takes the log this
+// far checkpoints it.
+static const int COMMIT_CHECKPOINT_FRAMES = 5 * RESTART_FRAMES;
+
 static pthread_mutex_t _instanceMutex = PTHREAD_MUTEX_INITIALIZER;
 // Atomic so that a thread that sees the pointer also sees the constructed object.
 static std::atomic<KEOAnalyticsWorker *> _sharedInstance{nullptr};
@@ -37,14 +59,42 @@ static pthread_t _workerThread;
 
 static void _bringOnline();
 
+// Replaces SQLite's own checkpoint after each commit of _offlineDB; runs with _dbMutex held.
+static int walCommitted(void *, sqlite3 *db, const char *, int frames) {
+    _walFrames.store(frames, std::memory_order_relaxed);
+    if (frames >= COMMIT_CHECKPOINT_FRAMES)
+        sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    return SQLITE_OK;
+}
+
+// A passive checkpoint on the worker's connection once the log has grown by CHECKPOINT_FRAMES.
+// Worker thread, _dbMutex not held. Passive: it takes no write lock and waits for no one, so an
+// insert beside it neither waits nor fails. True when the log has RESTART_FRAMES or more and
+// the caller is to finish the checkpoint under _dbMutex.
+static bool checkpointIfDue() {
+    if (_checkpointDB == nullptr || pthread_mutex_trylock(&_checkpointMutex) != 0)
+        return false;
+    const int frames = _walFrames.load(std::memory_order_relaxed);
+    // A log that started again counts from its beginning.
+    if (frames < _checkpointedFrames)
+        _checkpointedFrames = 0;
+    if (frames - _checkpointedFrames >= CHECKPOINT_FRAMES &&
+        sqlite3_wal_checkpoint_v2(_checkpointDB, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                                  nullptr) == SQLITE_OK)
+        _checkpointedFrames = frames;
+    pthread_mutex_unlock(&_checkpointMutex);
+    return frames >= RESTART_FRAMES;
+}
+
 static void _createDB() {
     pthread_mutex_lock(&_dbMutex);
-    // Built without a fixed buffer, so that a long working directory cannot overflow it.
+    // The directory's own bytes, without a fixed buffer that a long one could overflow. A
+    // directory that can't be found opens nothing: no database below the root either.
     const char *cwd = KEOStatic::getCurrentWorkingDirectory();
     const QByteArray dbPath =
-        QString::asprintf("%s/data/%s", cwd ? cwd : "", KEOGAUGE_OFFLINE_HITCACHE).toUtf8();
+        QByteArray(cwd ? cwd : "(null)") + "/data/" + KEOGAUGE_OFFLINE_HITCACHE;
     char *error = nullptr;
-    if (sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
+    if (cwd == nullptr || sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
         KEOStatic::logError("Analytics - Unable to open database (%s)", dbPath.constData());
     } else if (sqlite3_exec(_offlineDB,
                             "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY "
@@ -57,6 +107,14 @@ static void _createDB() {
         // survives any kill of the process, and a power cut never corrupts the database.
         sqlite3_exec(_offlineDB, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
         sqlite3_exec(_offlineDB, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+        // An insert must never fail for a lock, since that loses its hit. Nothing in this
+        // process takes the write lock against _offlineDB: inserts and deletes both run on it,
+        // one at a time under _dbMutex, and checkpoints are passive. Only another process that
+        // writes to the file can hold it; the insert then waits for it rather than fail.
+        sqlite3_busy_timeout(_offlineDB, 10000);
+        sqlite3_wal_hook(_offlineDB, walCommitted, nullptr);
+        if (sqlite3_open(dbPath.constData(), &_checkpointDB) == SQLITE_OK)
+            sqlite3_exec(_checkpointDB, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
         if (sqlite3_prepare_v2(_offlineDB, "INSERT INTO HITS (url, timestamp) VALUES (@URL, @TS)",
                                -1, &_preparedInsertStatement, nullptr) != SQLITE_OK)
             KEOStatic::logError("Analytics - Can't prep SQL statement for queue function");
@@ -80,7 +138,12 @@ static void clearAndReset(sqlite3_stmt *statement) {
 }
 
 static void _deleteHit(const char *identifier) {
+    const bool finish = checkpointIfDue();
     pthread_mutex_lock(&_dbMutex);
+    // With no commit beside it, the checkpoint copies the rest of the log, and this delete
+    // starts it again.
+    if (finish)
+        sqlite3_wal_checkpoint_v2(_offlineDB, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
     sqlite3_bind_text(_preparedDeleteStatement, 1, identifier, -1, SQLITE_TRANSIENT);
     sqlite3_step(_preparedDeleteStatement);
     clearAndReset(_preparedDeleteStatement);
@@ -234,14 +297,34 @@ KEOAnalyticsWorker::KEOAnalyticsWorker() {
 KEOAnalyticsWorker::~KEOAnalyticsWorker() {}
 
 void KEOAnalyticsWorker::queue(QString url) {
-    pthread_mutex_lock(&_dbMutex);
+    queueUtf8(url.toUtf8());
+}
+
+// The worker holds _dbMutex for one select or delete at a time, some tens of microseconds. An
+// insert that finds it taken spins about that long before it sleeps: waking a sleeping thread
+// can take longer than the wait itself.
+static void lockForInsert() {
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::microseconds(60);
+    while (pthread_mutex_trylock(&_dbMutex) != 0) {
+        if (std::chrono::steady_clock::now() >= giveUp) {
+            pthread_mutex_lock(&_dbMutex);
+            return;
+        }
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause(); // leaves the lock's cache line to its holder meanwhile
+#endif
+    }
+}
+
+void KEOAnalyticsWorker::queueUtf8(const QByteArray &url) {
+    lockForInsert();
     char timestamp[32];
     snprintf(timestamp, sizeof(timestamp), "%ld", KEOStatic::timeSince1970());
-    const QByteArray utf8 = url.toUtf8();
-    sqlite3_bind_text(_preparedInsertStatement, 1, utf8.constData(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_text(_preparedInsertStatement, 2, timestamp, -1, SQLITE_TRANSIENT);
+    // Bound without a copy: both texts outlive the step, and the bindings are cleared after it.
+    sqlite3_bind_text(_preparedInsertStatement, 1, url.constData(), -1, SQLITE_STATIC);
+    sqlite3_bind_text(_preparedInsertStatement, 2, timestamp, -1, SQLITE_STATIC);
     if (sqlite3_step(_preparedInsertStatement) != SQLITE_DONE)
-        KEOStatic::logError("Analytics - Unable to insert url(%s)", utf8.constData());
+        KEOStatic::logError("Analytics - Unable to insert url(%s)", url.constData());
     clearAndReset(_preparedInsertStatement);
     pthread_mutex_unlock(&_dbMutex);
     _bringOnline();

@@ -3,6 +3,7 @@
 // from queue() until the worker thread has dealt with it, so hits outlive the process.
 // One worker thread at a time sends the rows oldest first; it starts when a hit is queued
 // and ends when the table is empty.
+#include <QByteArray>
 #include <QString>
 
 class KEOAnalyticsWorker {
@@ -15,6 +16,8 @@ public:
     // Stores one hit URL with the current time and makes sure a worker is running.
     // Any thread; never blocks on the network.
     void queue(QString url);
+    // The same for a URL already in UTF-8, the form the table stores; url is only read.
+    void queueUtf8(const QByteArray &url);
 
 private:
     KEOAnalyticsWorker();

@@ -81,7 +81,7 @@ KEOMobileConfig::KEOMobileConfig() {
     _debugLogging = DEFAULT_DEBUG_LOGGING;
 
     const QString path =
-        QString("%1/%2").arg(QString(KEOStatic::getCurrentWorkingDirectory()), CONFIG_FILE_NAME);
+        KEOStatic::qtPathBelow(KEOStatic::getCurrentWorkingDirectory(), CONFIG_FILE_NAME);
     const QVariant loaded = jda.load(path);
     const QMap<QString, QVariant> root = loaded.toMap();
     _version = new QString(root.value(KEOJsonConfigVersionKey, DEFAULT_VERSION).toString());

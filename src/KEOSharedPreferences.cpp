@@ -33,8 +33,8 @@ KEOSharedPreferences *KEOSharedPreferences::sharedInstance() {
 KEOSharedPreferences::KEOSharedPreferences() {
     std::lock_guard<std::mutex> locker(_jsonMutex);
     bb::data::JsonDataAccess jda;
-    _filePath = new QString(QString("%1/data/KEOPreferences.json")
-                                .arg(QString(KEOStatic::getCurrentWorkingDirectory()), 0, ' '));
+    _filePath = new QString(KEOStatic::qtPathBelow(KEOStatic::getCurrentWorkingDirectory(),
+                                                   "data/KEOPreferences.json"));
     _jsonData = new QVariant(jda.load(*_filePath));
     qDebug() << *_filePath;
 }

@@ -11,6 +11,7 @@
 #include <bps/locale.h>
 
 #include <QDateTime>
+#include <QFile>
 #include <QList>
 #include <QRegExp>
 #include <QUrl>
@@ -21,10 +22,12 @@
 #include <libxml/xpathInternals.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -118,6 +121,22 @@ char *KEOStatic::getCurrentWorkingDirectory() {
     return getcwd(buffer, sizeof(buffer));
 }
 
+QString KEOStatic::qtPathBelow(const char *directory, const QString &relative) {
+    if (directory == nullptr)
+        return QString();
+    const QByteArray bytes(directory);
+    const QString decoded = QFile::decodeName(bytes);
+    if (QFile::encodeName(decoded) == bytes)
+        return QString("%1/%2").arg(decoded, relative);
+    // A QString can't hold these bytes (say 0xFF in a name that isn't UTF-8), and the path it
+    // would give names another directory. The directory is reached instead through a handle
+    // of its own, held for the life of the process.
+    const int handle = open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (handle < 0)
+        return QString();
+    return QString("/proc/self/fd/%1/%2").arg(handle).arg(relative);
+}
+
 // ---------------------------------------------------------------------------------------
 // Device and application facts
 
@@ -178,9 +197,12 @@ static void _initLocale() {
 
 static void _initApplicationID() {
     const char *cwd = KEOStatic::getCurrentWorkingDirectory();
-    // Built without a fixed buffer, so that a long working directory cannot overflow it.
-    const QByteArray barFile =
-        QString::asprintf("%s/app/native/bar-descriptor.xml", cwd ? cwd : "").toUtf8();
+    if (cwd == nullptr) {
+        KEOStatic::logError("Unable to load bar file(%d)", errno);
+        return;
+    }
+    // The directory's own bytes, without a fixed buffer that a long one could overflow.
+    const QByteArray barFile = QByteArray(cwd) + "/app/native/bar-descriptor.xml";
     // Read as xmlParseFile would, but without libxml2's own lines on the host's standard
     // error: the one line below is the library's whole report.
     xmlDocPtr doc =
@@ -462,4 +484,185 @@ void KEOStatic::freeContextData(QHash<QString, KEOContextData *> *tree) {
         return;
     freeNodes(*tree);
     delete tree;
+}
+
+// ---------------------------------------------------------------------------------------
+// The hit path's writer
+
+namespace {
+
+// Writes a hit's text into a QByteArray through a raw pointer, growing it only when a piece
+// might not fit; the caller's reserve() usually leaves nothing to grow.
+class UrlWriter {
+public:
+    explicit UrlWriter(QByteArray &out) : _out(out), _size(out.size()) {
+        _out.resize(qMax(_size, _out.capacity()));
+        _data = _out.data();
+    }
+    // Trims the array to what was written; false, with the array as it was before, when the
+    // text would have passed a QByteArray's bound.
+    bool finish(int originalSize) {
+        _out.resize(_overflow ? originalSize : _size);
+        return !_overflow;
+    }
+    void literal(char c) {
+        if (room(1))
+            _data[_size++] = c;
+    }
+    void literal(const char *text, int length) {
+        if (room(length)) {
+            memcpy(_data + _size, text, static_cast<size_t>(length));
+            _size += length;
+        }
+    }
+    // The text of urlEncode for the given characters.
+    void encoded(const QChar *chars, int length) {
+        static const char HEX[] = "0123456789ABCDEF";
+        if (!room(3 * static_cast<qint64>(length)))
+            return;
+        char *write = _data + _size;
+        for (int i = 0; i < length; ++i) {
+            const ushort c = chars[i].unicode();
+            if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                c == '-' || c == '.' || c == '_' || c == '~') {
+                *write++ = static_cast<char>(c);
+            } else if (c < 0x80) {
+                *write++ = '%';
+                *write++ = HEX[c >> 4];
+                *write++ = HEX[c & 15];
+            } else {
+                // Beyond ASCII the text goes through Qt's own UTF-8 encoding, surrogates and
+                // all.
+                const QByteArray escaped =
+                    QUrl::toPercentEncoding(QString(chars, length), QByteArray(), QByteArray());
+                literal(escaped.constData(), escaped.size());
+                return;
+            }
+        }
+        _size = static_cast<int>(write - _data);
+    }
+    void encoded(const QString &text) { encoded(text.constData(), text.size()); }
+    int size() const { return _size; }
+    // Copies length bytes already written at start to the end.
+    void repeat(int start, int length) {
+        if (room(length)) {
+            memcpy(_data + _size, _data + start, static_cast<size_t>(length));
+            _size += length;
+        }
+    }
+
+private:
+    // Makes room for length more bytes; false once the text has passed the bound, after which
+    // nothing more is written.
+    bool room(qint64 length) {
+        if (_overflow)
+            return false;
+        const qint64 needed = _size + length;
+        if (needed <= _out.size())
+            return true;
+        // Sizes are computed in 64 bits: text near a QByteArray's bound must not wrap around.
+        if (needed > INT_MAX / 2) {
+            _overflow = true;
+            return false;
+        }
+        _out.resize(static_cast<int>(qMax(needed, 2 * static_cast<qint64>(_out.size()))));
+        _data = _out.data();
+        return true;
+    }
+
+    QByteArray &_out;
+    char *_data = nullptr;
+    int _size;
+    bool _overflow = false;
+};
+
+// One part of a cleaned context key, borrowed from the key it was split from. It hashes as the
+// QString of the same text does, so a level holding such parts iterates in the order of
+// translateContextData's QHash<QString, KEOContextData *> after the same inserts.
+struct KeyPart {
+    const QChar *chars;
+    int size;
+};
+
+bool operator==(const KeyPart &a, const KeyPart &b) {
+    return a.size == b.size && memcmp(a.chars, b.chars, sizeof(QChar) * a.size) == 0;
+}
+
+uint qHash(const KeyPart &part, uint seed) {
+    return qHash(QStringView(part.chars, part.size), seed);
+}
+
+// A node of the tree, held by value in its parent's level; the value is borrowed from the
+// cleaned hash.
+struct ContextNode {
+    const QString *value = nullptr;
+    QHash<KeyPart, ContextNode> children;
+};
+
+void writeLevel(UrlWriter &out, const QHash<KeyPart, ContextNode> &level) {
+    for (auto it = level.constBegin(); it != level.constEnd(); ++it) {
+        const KeyPart &key = it.key();
+        if (it->value != nullptr && it->value->length() > 0) {
+            out.literal('&');
+            out.encoded(key.chars, key.size);
+            out.literal('=');
+            out.encoded(*it->value);
+        }
+        if (it->children.count() > 0) {
+            out.literal('&');
+            const int keyStart = out.size();
+            out.encoded(key.chars, key.size);
+            const int keyLength = out.size() - keyStart;
+            out.literal('.');
+            writeLevel(out, it->children);
+            out.literal("&.", 2);
+            // The key's encoded text once more, copied from where it stands.
+            out.repeat(keyStart, keyLength);
+        }
+    }
+}
+
+} // namespace
+
+bool KEOStatic::appendQueryString(QByteArray &out, const QHash<QString, QString> &vars,
+                                  const QHash<QString, QString> &contextData) {
+    const int originalSize = out.size();
+    UrlWriter writer(out);
+    for (auto it = vars.constBegin(); it != vars.constEnd(); ++it) {
+        writer.literal('&');
+        writer.encoded(it.key());
+        writer.literal('=');
+        writer.encoded(it.value());
+    }
+    if (contextData.count() == 0)
+        return writer.finish(originalSize);
+    // The same inserts, in the same order, as translateContextData makes.
+    const QHash<QString, QString> cleanHash = cleanContextDataHash(contextData);
+    QHash<KeyPart, ContextNode> tree;
+    for (auto it = cleanHash.constBegin(); it != cleanHash.constEnd(); ++it) {
+        const QString &key = it.key();
+        // A null key splits into one null part, which adds nothing.
+        if (key.isNull())
+            continue;
+        QHash<KeyPart, ContextNode> *level = &tree;
+        const QChar *chars = key.constData();
+        const int length = key.size();
+        int start = 0;
+        for (;;) {
+            int end = start;
+            while (end < length && chars[end] != QLatin1Char('.'))
+                ++end;
+            ContextNode &node = (*level)[KeyPart{chars + start, end - start}];
+            if (end == length) {
+                node.value = &it.value();
+                break;
+            }
+            level = &node.children;
+            start = end + 1;
+        }
+    }
+    writer.literal("&c.", 3);
+    writeLevel(writer, tree);
+    writer.literal("&.c", 3);
+    return writer.finish(originalSize);
 }

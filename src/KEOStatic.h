@@ -2,6 +2,7 @@
 // Static helpers shared by the whole library: logging, time, device facts, the visitor
 // identifier and the context data of hits. No instance exists. Every member may be called
 // from any thread.
+#include <QByteArray>
 #include <QHash>
 #include <QString>
 
@@ -24,6 +25,10 @@ public:
     // The process's working directory, the root of every file of the library. The text
     // stays valid until the next call on the same thread; copy it at once. Null on failure.
     static char *getCurrentWorkingDirectory();
+    // The path by which Qt's file classes reach relative below directory, a text from
+    // getCurrentWorkingDirectory(). Empty when directory is null: no file is then meant, and
+    // none below the root either. Any thread.
+    static QString qtPathBelow(const char *directory, const QString &relative);
 
     // Device and application facts, each fetched once per process.
     static QString getUserAgent();
@@ -52,4 +57,10 @@ public:
     static QString urlEncode(QString value);
     // Frees a tree from translateContextData, every node included.
     static void freeContextData(QHash<QString, KEOContextData *> *tree);
+    // Appends to out exactly the text of serializeToQueryString(vars, contextData), as UTF-8
+    // (all of it is ASCII), without a tree of heap nodes or a temporary text per piece: the
+    // hit path's writer. out belongs to the caller; the hashes are only read. False, with out
+    // unchanged, when the text would not fit a QByteArray.
+    static bool appendQueryString(QByteArray &out, const QHash<QString, QString> &vars,
+                                  const QHash<QString, QString> &contextData);
 };

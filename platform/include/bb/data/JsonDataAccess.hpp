@@ -23,11 +23,13 @@ private:
 class JsonDataAccess {
 public:
     JsonDataAccess() = default;
-    // Reads and parses filePath. Returns an invalid QVariant when the file is missing,
-    // unreadable or not JSON; hasError() then is true.
+    // Reads and parses filePath. Returns an invalid QVariant when the path is empty or the file
+    // is missing, unreadable or not JSON; hasError() then is true.
     QVariant load(const QString &filePath);
     // Writes data as JSON. The write is atomic: a temporary file in the same directory is
-    // renamed over filePath, so a kill at any moment leaves the old or the new content.
+    // renamed over filePath, so a kill at any moment leaves the old or the new content. Only
+    // where the directory refuses new files and filePath may be written is it written in place,
+    // without that guarantee. An empty path writes nothing and sets the error.
     void save(const QVariant &data, const QString &filePath);
     bool hasError() const { return _hasError; }
     DataAccessError error() const { return _error; }
