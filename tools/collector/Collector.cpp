@@ -1,4 +1,5 @@
 #include "Collector.h"
+#include "HitServer.h"
 
 #include <httplib.h>
 
@@ -54,7 +55,7 @@ const char *faultName(Fault fault) {
 }
 
 struct Collector::Server {
-    httplib::Server http;
+    HitServer http;
 };
 
 Collector::Collector(int port) : _port(port) {}
