@@ -22,6 +22,8 @@ constexpr size_t kMaxRequestLine = 16u * 1024u * 1024u;
 
 class HitServer : public httplib::Server {
 public:
+    // A server whose pool has threads for hits beside the view's event streams. Made, set up and
+    // listened on by its owner's thread; httplib runs the connections on the pool.
     HitServer();
 
 private:
