@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev
   faketime libfaketime sqlite3
   clang-14 libclang-rt-14-dev
+  chromium chromium-driver python3-selenium
 )
 
 missing=()

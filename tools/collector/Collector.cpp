@@ -1,4 +1,6 @@
 #include "Collector.h"
+#include "HitServer.h"
+#include "WebView.h"
 
 #include <httplib.h>
 
@@ -8,6 +10,8 @@
 #include <signal.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 namespace collector {
@@ -18,6 +22,29 @@ const char *kHost = "127.0.0.1";
 constexpr int kDefaultDelayMs = 12000;
 constexpr int kDefaultSlowMs = 2000;
 constexpr int kDefaultStatus = 500;
+// Each open event stream holds a server thread; more would leave hits waiting for one.
+constexpr int kMaxEventStreams = 4;
+// Hits per chunk of an event stream, so that a page opened late gets its backlog in pieces.
+constexpr size_t kEventBatch = 200;
+// The view's files and its stream may not be framed, cached or run script from elsewhere.
+const char *kViewPolicy = "default-src 'none'; script-src 'self'; style-src 'self'; "
+                          "connect-src 'self'; img-src 'self' data:; base-uri 'none'; "
+                          "form-action 'none'; frame-ancestors 'none'";
+
+void setViewHeaders(httplib::Response &res) {
+    res.set_header("Content-Security-Policy", kViewPolicy);
+    res.set_header("X-Content-Type-Options", "nosniff");
+    res.set_header("Cache-Control", "no-store");
+    res.set_header("Referrer-Policy", "no-referrer");
+}
+
+// What an event stream resumes from: the browser sends the last number it got on reconnecting.
+uint64_t firstWanted(const httplib::Request &req) {
+    const std::string last = req.get_header_value("Last-Event-ID");
+    char *end = nullptr;
+    const unsigned long long seq = std::strtoull(last.c_str(), &end, 10);
+    return !last.empty() && *end == '\0' && seq < UINT64_MAX ? seq + 1 : 0;
+}
 
 int normalisedParam(Fault fault, int param) {
     switch (fault) {
@@ -54,7 +81,13 @@ const char *faultName(Fault fault) {
 }
 
 struct Collector::Server {
-    httplib::Server http;
+    HitServer http;
+};
+
+struct Collector::EventCursor {
+    uint64_t next = 0; // view number of the next hit to send
+    bool started = false;
+    std::atomic<bool> released{false};
 };
 
 Collector::Collector(int port) : _port(port) {}
@@ -96,6 +129,10 @@ std::string Collector::baseServer() const {
     return std::string(kHost) + ":" + std::to_string(port());
 }
 
+std::string Collector::viewUrl() const {
+    return "http://" + baseServer() + "/";
+}
+
 std::vector<Hit> Collector::hits() const {
     std::lock_guard<std::mutex> lock(_mutex);
     return _hits;
@@ -113,6 +150,7 @@ bool Collector::waitForHits(size_t n, std::chrono::milliseconds timeout) const {
 
 void Collector::clear() {
     std::lock_guard<std::mutex> lock(_mutex);
+    _firstSeq += _hits.size();
     _hits.clear();
 }
 
@@ -150,6 +188,10 @@ bool Collector::listen() {
         // req.path is already decoded and req.params turns "+" into a blank; the wire text is
         // what is under test, so take the raw target.
         splitUrl(req.target, hit.path, hit.rawQuery);
+        if (isViewPath(hit.path)) {
+            serveView(req, hit.path, res);
+            return httplib::Server::HandlerResponse::Handled;
+        }
         hit.userAgent = req.get_header_value("User-Agent");
         hit.acceptLanguage = req.get_header_value("Accept-Language");
         int status = 200;
@@ -198,6 +240,7 @@ void Collector::stopListening() {
         _interrupting = true;
     }
     _interrupt.notify_all();
+    _hitsChanged.notify_all(); // ends the view's event streams
     _server->http.stop();
     // httplib keeps idle keep-alive connections for seconds and its stop() waits for them.
     // Shutting their reading side ends them now, while an answer being written still goes out.
@@ -245,6 +288,89 @@ void Collector::handle(Hit hit, int remotePort, int &status) {
         status = 200; // goes nowhere: the socket is shut
         break;
     }
+}
+
+void Collector::serveView(const httplib::Request &req, const std::string &path,
+                          httplib::Response &res) {
+    setViewHeaders(res);
+    if (!isLoopbackHost(req.get_header_value("Host"))) {
+        res.status = 403;
+        res.set_content("The view answers only to localhost, 127.0.0.1 and [::1].\n",
+                        "text/plain; charset=utf-8");
+        return;
+    }
+    if (req.method != "GET" && req.method != "HEAD") {
+        res.status = 405;
+        return;
+    }
+    if (const WebAsset *asset = findAsset(path)) {
+        res.set_content(reinterpret_cast<const char *>(asset->data), asset->size,
+                        asset->contentType);
+        return;
+    }
+    if (path != "/view/events") {
+        res.status = 404;
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        if (_eventStreams >= kMaxEventStreams) {
+            res.status = 503;
+            return;
+        }
+        ++_eventStreams;
+    }
+    auto cursor = std::make_shared<EventCursor>();
+    cursor->next = firstWanted(req);
+    res.set_chunked_content_provider(
+        "text/event-stream",
+        [this, cursor](size_t, httplib::DataSink &sink) {
+            std::string chunk;
+            if (!nextEvents(*cursor, chunk)) {
+                sink.done();
+                return true;
+            }
+            // False when the page went away: httplib then closes the connection.
+            return sink.write(chunk.data(), chunk.size());
+        },
+        [this, cursor](bool) {
+            // Once per stream, even if httplib copied the response that holds this.
+            if (cursor->released.exchange(true))
+                return;
+            std::lock_guard<std::mutex> lock(_mutex);
+            --_eventStreams;
+        });
+}
+
+bool Collector::nextEvents(EventCursor &cursor, std::string &chunk) {
+    std::vector<std::pair<uint64_t, Hit>> batch; // copies, turned into text outside the lock
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        if (cursor.started)
+            _hitsChanged.wait_for(lock, std::chrono::seconds(1), [&] {
+                return _interrupting || _firstSeq + _hits.size() > cursor.next;
+            });
+        if (_interrupting)
+            return false;
+        // Hits cleared before they were sent are not sent.
+        cursor.next = std::max(cursor.next, _firstSeq);
+        for (size_t i = cursor.next - _firstSeq; i < _hits.size() && batch.size() < kEventBatch;
+             ++i)
+            batch.emplace_back(_firstSeq + i, _hits[i]);
+    }
+    chunk.clear();
+    if (!cursor.started) {
+        // A page whose stream broke asks again after a second, from where it was.
+        chunk = "retry: 1000\n\n";
+        cursor.started = true;
+    }
+    for (const auto &entry : batch) {
+        chunk += eventText(entry.second, entry.first);
+        cursor.next = entry.first + 1;
+    }
+    if (chunk.empty())
+        chunk = ":\n\n"; // a comment line: finds a page that went away within a second
+    return true;
 }
 
 // httplib gives handlers no access to their socket, so find the server's side of connections by

@@ -1,5 +1,9 @@
 // Loopback collection server: receives hits on 127.0.0.1, records and decodes them, and can
 // misbehave on purpose so that delivery can be tested against refusals, time-outs and errors.
+// Beside the collection paths it serves a live view of the hits for a browser: the page at "/",
+// its files under "/view/" and its event stream at "/view/events". Every other path is
+// collection, open to any Host as a collection server's is; the view answers only a Host that
+// names the loopback interface, so that no page elsewhere can read hits through DNS rebinding.
 #pragma once
 
 #include "HitDecoder.h"
@@ -8,12 +12,18 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+namespace httplib {
+struct Request;
+struct Response;
+} // namespace httplib
 
 namespace collector {
 
@@ -46,8 +56,9 @@ struct Hit {
 // Readable multi-line text: request line, headers, path pieces, pairs, then the context tree
 // indented by level. Ends with a newline. Any thread.
 std::string toText(const Hit &hit);
-// One JSON object on one line, no trailing newline. Strings are escaped as JSON requires; bytes
-// that aren't valid UTF-8 become U+FFFD. Any thread.
+// One JSON object on one line, no trailing newline, with the hit's "kind" and "title" as the
+// demo names them. Strings are escaped as JSON requires; bytes that aren't valid UTF-8 become
+// U+FFFD. Any thread.
 std::string toJsonLine(const Hit &hit);
 
 class Collector {
@@ -70,6 +81,8 @@ public:
     int port() const;
     // "127.0.0.1:PORT", to be used as the tracking server. Any thread.
     std::string baseServer() const;
+    // "http://127.0.0.1:PORT/", the live view for a browser. Any thread.
+    std::string viewUrl() const;
 
     // Copy of every hit recorded since construction or clear(), in arrival order. Any thread.
     std::vector<Hit> hits() const;
@@ -77,6 +90,7 @@ public:
     // Blocks until at least n hits are recorded or the time-out passes; true if n were reached.
     // Any thread except the server's own (onHit).
     bool waitForHits(size_t n, std::chrono::milliseconds timeout) const;
+    // Empties the record; an open view keeps what it shows and goes on with the next hit.
     void clear(); // any thread
 
     // Applies to requests arriving from now on. param <= 0 takes the fault's default. Switching
@@ -92,10 +106,16 @@ public:
 
 private:
     struct Server;
+    struct EventCursor;
 
     bool listen();        // with _control held
     void stopListening(); // with _control held
     void handle(Hit hit, int remotePort, int &status);
+    // Answers a request for one of the view's paths: the page, its files, its event stream.
+    void serveView(const httplib::Request &req, const std::string &path, httplib::Response &res);
+    // Fills the event stream's next chunk: hits after the cursor, or a keep-alive comment when
+    // none came within a second. False once listening stops. On a server thread.
+    bool nextEvents(EventCursor &cursor, std::string &chunk);
     void shutdownConnections(int remotePort, int how) const;
 
     std::atomic<int> _port;
@@ -108,6 +128,8 @@ private:
     mutable std::condition_variable _hitsChanged;
     std::condition_variable _interrupt; // wakes Delay and Slow answers when listening stops
     std::vector<Hit> _hits;
+    uint64_t _firstSeq = 1; // the view's number of _hits[0]; never reused after clear()
+    int _eventStreams = 0;  // open event streams, each holding a server thread
     Fault _fault = Fault::None;
     int _faultParam = 0;
     bool _interrupting = false;

@@ -1,5 +1,6 @@
 // Text and JSON renderings of a received hit, for the program's output and for test failures.
 #include "Collector.h"
+#include "HitTitle.h"
 
 #include <cstdio>
 #include <ctime>
@@ -209,6 +210,8 @@ std::string toJsonLine(const Hit &hit) {
         appendJsonNode(out, d.context);
     else
         out += "null";
+    appendJsonField(out, "kind", kindName(kindOf(d)));
+    appendJsonField(out, "title", headline(d));
     out += '}';
     return out;
 }

@@ -15,9 +15,10 @@ const char *kUsage =
     "refuse|delay[:MS]|status[:CODE]|close|slow[:MS]]\n"
     "                 [--count N] [--timeout SEC]\n"
     "       collector [--json] --decode URL\n"
-    "Serves hits on 127.0.0.1 and prints each one; stops after --count hits, after --timeout\n"
-    "seconds, or on SIGINT/SIGTERM. --decode prints one URL's decoding and exits 0 if it is\n"
-    "well formed, 1 if not.\n";
+    "Serves hits on 127.0.0.1, prints each one and shows them live in a browser at\n"
+    "http://127.0.0.1:PORT/; stops after --count hits, after --timeout seconds, or on\n"
+    "SIGINT/SIGTERM. --decode prints one URL's decoding and exits 0 if it is well formed,\n"
+    "1 if not.\n";
 
 int usage(const std::string &problem) {
     std::cerr << "collector: " << problem << "\n" << kUsage;
@@ -129,6 +130,8 @@ int main(int argc, char **argv) {
         return 1;
     }
     std::cout << "listening on " << server.baseServer() << std::endl;
+    std::cout << "view: " << server.viewUrl() << " (live, in a browser on this machine)"
+              << std::endl;
     if (fault != collector::Fault::None) {
         std::cout << "fault: " << collector::faultName(fault);
         if (faultParam > 0)

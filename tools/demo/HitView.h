@@ -1,30 +1,23 @@
-// How a hit looks to a person: what kind of report it is, a one-line title, and its top-level
-// pairs and context tree laid out to be read at a glance. Shared by the demo and the queue
-// inspector so that a hit reads the same whether it arrived or still waits.
+// How a hit looks to a person in a terminal: its kind and title (from the collector, so that the
+// web view names hits alike), and its top-level pairs and context tree laid out to be read at a
+// glance. Shared by the demo and the queue inspector so that a hit reads the same whether it
+// arrived or still waits.
 #pragma once
 
 #include "Collector.h"
 #include "HitDecoder.h"
+#include "HitTitle.h"
 
 #include <string>
 #include <vector>
 
 namespace keodemo {
 
-// The reports an application can see in its hits.
-enum class HitKind { State, Action, Location, Lifecycle, Media, Other };
-constexpr int kHitKindCount = 6;
-
-// "state", "action", "location", "lifecycle", "media", "other".
-const char *kindName(HitKind kind);
-
-// Internal reports are told by their "a.internal" marker, actions by their "KEOACTION:" link
-// event, screens by having no link event at all. Pure, any thread.
-HitKind kindOf(const collector::DecodedHit &hit);
-
-// One line naming the hit, e.g. `state "Home"`, `action "Add to cart"`, `lifecycle install`,
-// `location in "Demo HQ"`, `media "Demo clip" CLOSE`. Pure, any thread.
-std::string headline(const collector::DecodedHit &hit);
+using collector::headline;
+using collector::HitKind;
+using collector::kHitKindCount;
+using collector::kindName;
+using collector::kindOf;
 
 // ANSI escapes for the views, or nothing at all when colour is off.
 struct Palette {

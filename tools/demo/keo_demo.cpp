@@ -30,12 +30,14 @@ namespace {
 using namespace std::chrono_literals;
 
 const char *kUsage =
-    "usage: keo-demo [--dir DIR] [--plain|--colour] [STEP...]\n"
+    "usage: keo-demo [--dir DIR] [--plain|--colour] [--linger SECONDS] [STEP...]\n"
     "Prepares DIR (default ./demo-run, made afresh each run) as the application's working\n"
     "directory, starts a loopback collector on 127.0.0.1, plays the steps and shows each hit as\n"
-    "it arrives. STEP: launch screens location media offline background relaunch (default:\n"
-    "all, in that order; background needs launch, relaunch needs background, and these are\n"
-    "added). Exit 0 only when every hit the library stored arrived and the table is empty.\n";
+    "it arrives, here and live in a browser at the view's address printed first. --linger keeps\n"
+    "the collector and its view serving for SECONDS after the summary.\n"
+    "STEP: launch screens location media offline background relaunch (default: all, in that\n"
+    "order; background needs launch, relaunch needs background, and these are added).\n"
+    "Exit 0 only when every hit the library stored arrived and the table is empty.\n";
 
 const char *kMarker = ".keo-demo-run";
 const char *kDbRelative = "data/KEOAnalyticsCache.sqlite";
@@ -124,7 +126,7 @@ std::string selfExecutable() {
     return path;
 }
 
-int runDemo(int argc, char **argv, const std::string &dir, bool colour,
+int runDemo(int argc, char **argv, const std::string &dir, bool colour, long lingerSeconds,
             const std::vector<keodemo::Step> &steps) {
     keodemo::Console console(colour);
     const keodemo::Palette &p = console.palette();
@@ -151,7 +153,8 @@ int runDemo(int argc, char **argv, const std::string &dir, bool colour,
     keodemo::setDemoDevice();
 
     console.raw(std::string(p.bold) + "KEOMobile demo" + p.reset + "\n   collector   " +
-                server.baseServer() + " (in this process)\n   working dir " + dir +
+                server.baseServer() + " (in this process)\n   view        " + server.viewUrl() +
+                " (every hit live, in a browser on this machine)" + "\n   working dir " + dir +
                 "\n   config      app/native/KEOMobileConfig.json: report suites "
                 "demo.suite1,demo.suite2, offline tracking on, session timeout " +
                 std::to_string(keodemo::kDemoSessionTimeout) +
@@ -176,7 +179,9 @@ int runDemo(int argc, char **argv, const std::string &dir, bool colour,
             break;
         std::this_thread::sleep_for(100ms);
     }
-    server.stop();
+    // A lingering collector serves on without a break, so that an open view stays connected.
+    if (lingerSeconds == 0)
+        server.stop();
 
     const long long sent = queue.ok ? queue.everQueued : 0;
     bool ok = !script.troubled() && queue.ok && queue.rows.empty() &&
@@ -223,6 +228,12 @@ int runDemo(int argc, char **argv, const std::string &dir, bool colour,
         summary += std::string("   ") + p.bad + "FAILED: not everything the demo sent arrived" +
                    p.reset + "\n";
     console.raw(summary);
+    if (lingerSeconds > 0) {
+        console.raw("   view stays at " + server.viewUrl() + " for " +
+                    std::to_string(lingerSeconds) + " s\n");
+        std::this_thread::sleep_for(std::chrono::seconds(lingerSeconds));
+        server.stop();
+    }
     return ok ? 0 : 1;
 }
 
@@ -245,11 +256,19 @@ int main(int argc, char **argv) {
     bool second = false;
     bool chosen[keodemo::kStepCount] = {};
     bool anyChosen = false;
+    long lingerSeconds = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         keodemo::Step step;
         if (arg == "--dir" && i + 1 < argc) {
             dir = argv[++i];
+        } else if (arg == "--linger" && i + 1 < argc) {
+            char *end = nullptr;
+            lingerSeconds = std::strtol(argv[++i], &end, 10);
+            if (*end != '\0' || lingerSeconds < 0 || lingerSeconds > 86400) {
+                std::cerr << "keo-demo: --linger takes seconds, 0 to 86400\n" << kUsage;
+                return 2;
+            }
         } else if (arg == "--plain") {
             colour = false;
         } else if (arg == "--colour") {
@@ -281,5 +300,5 @@ int main(int argc, char **argv) {
     for (int i = 0; i < keodemo::kStepCount; ++i)
         if (!anyChosen || chosen[i])
             steps.push_back(static_cast<keodemo::Step>(i));
-    return runDemo(argc, argv, absolute(dir), colour, steps);
+    return runDemo(argc, argv, absolute(dir), colour, lingerSeconds, steps);
 }
