@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
-# fuzz and run the demo. Installs nothing when everything is present.
+# fuzz, package and run the demo. Installs nothing when everything is present.
 set -euo pipefail
 
 packages=(
@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev
   faketime libfaketime sqlite3
   clang-14 libclang-rt-14-dev
+  dpkg-dev file
 )
 
 missing=()
