@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
 # fuzz, package and run the demo. Installs nothing when everything is present.
+# "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
 
 packages=(
@@ -11,6 +12,9 @@ packages=(
   clang-14 libclang-rt-14-dev
   dpkg-dev file
 )
+if [ "${1:-}" = docs ]; then
+  packages+=(doxygen)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
