@@ -4,8 +4,8 @@
 find_package(Doxygen QUIET)
 if(NOT DOXYGEN_FOUND)
   add_custom_target(docs
-    COMMAND ${CMAKE_COMMAND} -E echo "docs: doxygen is missing; scripts/install-deps.sh docs"
-    COMMAND ${CMAKE_COMMAND} -E false)
+    COMMAND ${CMAKE_COMMAND} -E echo "docs: doxygen is missing, scripts/install-deps.sh docs installs it"
+    COMMAND ${CMAKE_COMMAND} -E false VERBATIM)
   return()
 endif()
 
