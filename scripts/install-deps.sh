@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
-# fuzz and run the demo. Installs nothing when everything is present.
+# fuzz, package and run the demo. Installs nothing when everything is present.
+# "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
 
 packages=(
@@ -10,7 +11,11 @@ packages=(
   faketime libfaketime sqlite3
   clang-14 libclang-rt-14-dev
   chromium chromium-driver python3-selenium
+  dpkg-dev file
 )
+if [ "${1:-}" = docs ]; then
+  packages+=(doxygen)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

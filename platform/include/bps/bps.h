@@ -1,20 +1,28 @@
 #pragma once
-// Desktop stand-in for the platform's base services.
+/// \file
+/// Desktop stand-in for the platform's base services. Plain C calls, thread-safe.
+#include <KEOMobileExport.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
+/// Result of a platform call that succeeded.
 #define BPS_SUCCESS 0
+/// Result of a platform call that failed; errno may tell why.
 #define BPS_FAILURE (-1)
 
+/// A platform event; the desktop makes them with desktop::makeGeolocationEvent() and
+/// desktop::makeEvent(), and whoever made one owns it.
 typedef struct bps_event_t bps_event_t;
 
-// Releases memory handed out by a platform call; null is allowed.
-void bps_free(void *ptr);
+/// Releases memory handed out by a platform call; null is allowed.
+KEOMOBILE_EXPORT void bps_free(void *ptr);
 
-// Domain and code of an event; both 0 for a null event.
-int bps_event_get_domain(bps_event_t *event);
-unsigned int bps_event_get_code(bps_event_t *event);
+/// Domain of an event; 0 for a null event. The caller keeps the event.
+KEOMOBILE_EXPORT int bps_event_get_domain(bps_event_t *event);
+/// Code of an event, such as GEOLOCATION_INFO; 0 for a null event. The caller keeps the event.
+KEOMOBILE_EXPORT unsigned int bps_event_get_code(bps_event_t *event);
 
 #ifdef __cplusplus
 }

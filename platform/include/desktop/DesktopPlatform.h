@@ -1,47 +1,54 @@
 #pragma once
-// The one header through which tests and demos steer the desktop stand-ins of the platform.
-// The library itself never includes it: it only calls the platform's own interfaces.
-//
-// Every setter takes effect on the next platform call; the library asks each device fact
-// once per process, so set facts before the first hit. All functions are thread-safe.
+/// \file
+/// The one header through which hosts, tests and demos steer the desktop stand-ins of the platform.
+/// The library itself never includes it: it only calls the platform's own interfaces.
+///
+/// Every setter takes effect on the next platform call; the library asks each device fact
+/// once per process, so set facts before the first hit. All functions are thread-safe.
+#include <KEOMobileExport.h>
+
 #include <QSize>
 #include <QString>
 #include <bps/bps.h>
 
+/// Steering of the desktop stand-ins by hosts, tests and demos.
 namespace desktop {
 
 // --- Device facts -------------------------------------------------------------------------
-// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name.
-void setDeviceName(const QString &name);
-// Text answered by deviceinfo_details_get_device_os_version(). Host: kernel release.
-void setOsVersion(const QString &version);
-// Makes deviceinfo_get_details() fail with BPS_FAILURE and this errno (0 to succeed again).
-void failDeviceInfo(int errnoValue);
-// Carrier answered by bb::device::CellularNetworkInfo::name(). Host: empty (no cellular).
-void setCarrierName(const QString &name);
-// Size answered by bb::device::DisplayInfo::pixelSize(). Host: 0x0.
-void setDisplaySize(const QSize &size);
-// Text answered by locale_get_locale(), such as "fr_CA". Host: the process's locale.
-void setLocale(const QString &locale);
-// Makes locale_get_locale() fail (true) or answer again (false).
-void failLocale(bool fail);
-// Back to the host's answers.
-void resetDeviceFacts();
+/// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name.
+KEOMOBILE_EXPORT void setDeviceName(const QString &name);
+/// Text answered by deviceinfo_details_get_device_os_version(). Host: kernel release.
+KEOMOBILE_EXPORT void setOsVersion(const QString &version);
+/// Makes deviceinfo_get_details() fail with BPS_FAILURE and this errno (0 to succeed again).
+KEOMOBILE_EXPORT void failDeviceInfo(int errnoValue);
+/// Carrier answered by bb::device::CellularNetworkInfo::name(). Host: empty (no cellular).
+KEOMOBILE_EXPORT void setCarrierName(const QString &name);
+/// Size answered by bb::device::DisplayInfo::pixelSize(). Host: 0x0.
+KEOMOBILE_EXPORT void setDisplaySize(const QSize &size);
+/// Text answered by locale_get_locale(), such as "fr_CA". Host: the process's locale.
+KEOMOBILE_EXPORT void setLocale(const QString &locale);
+/// Makes locale_get_locale() fail (true) or answer again (false).
+KEOMOBILE_EXPORT void failLocale(bool fail);
+/// Back to the host's answers.
+KEOMOBILE_EXPORT void resetDeviceFacts();
 
 // --- Geolocation --------------------------------------------------------------------------
-// A geolocation event of the given code. The caller owns it; release with freeEvent().
-bps_event_t *makeGeolocationEvent(double latitude, double longitude, double accuracy,
-                                  unsigned int code = 0x01 /* GEOLOCATION_INFO */);
-// An event of any domain and code, for example of a domain other than geolocation's.
-bps_event_t *makeEvent(int domain, unsigned int code);
-void freeEvent(bps_event_t *event);
-// A domain that is not geolocation's.
-int otherDomain();
+/// A geolocation event of the given code. The caller owns it; release with freeEvent().
+KEOMOBILE_EXPORT bps_event_t *makeGeolocationEvent(double latitude, double longitude,
+                                                   double accuracy,
+                                                   unsigned int code = 0x01 /* GEOLOCATION_INFO */);
+/// An event of any domain and code, for example of a domain other than geolocation's.
+KEOMOBILE_EXPORT bps_event_t *makeEvent(int domain, unsigned int code);
+/// Releases an event made above; null is allowed.
+KEOMOBILE_EXPORT void freeEvent(bps_event_t *event);
+/// A domain that is not geolocation's.
+KEOMOBILE_EXPORT int otherDomain();
 
 // --- Application state --------------------------------------------------------------------
-// Emit awake() / asleep() of bb::cascades::Application::instance() on the calling thread.
-// Return false when no application object exists.
-bool emitAwake();
-bool emitAsleep();
+/// Emits awake() of bb::cascades::Application::instance() on the calling thread. Returns false
+/// when no application object exists.
+KEOMOBILE_EXPORT bool emitAwake();
+/// Emits asleep(), as emitAwake().
+KEOMOBILE_EXPORT bool emitAsleep();
 
 } // namespace desktop

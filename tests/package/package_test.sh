@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Takes the library as an application developer does: installed and found by CMake or by
+# pkg-config, as the shared library, and from its Debian packages. One step per call; the steps
+# share KEO_WORK. KEO_SOURCE, KEO_BUILD (the static build) and KEO_COLLECTOR come from CTest.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+work=$KEO_WORK
+mkdir -p "$work"
+static=$work/static shared=$work/shared root=$work/debroot
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+# Runs a built consumer in a fresh application directory against the collector program: its
+# launch and its screen must arrive, the screen with the context it set through the library.
+deliver() {
+    local run; run=$(mktemp -d "$work/run.XXXXXX")
+    mkdir -p "$run/data" "$run/app/native"
+    "$KEO_COLLECTOR" --json --count 2 --timeout 60 >"$run/hits" &
+    local collector=$! server=""
+    for _ in $(seq 100); do
+        server=$(sed -n 's/^listening on //p' "$run/hits") && [ -n "$server" ] && break
+        sleep 0.1
+    done
+    printf '{"analytics": {"rsids": "pkg", "server": "%s", "offlineEnabled": true}}' \
+        "$server" >"$run/app/native/KEOMobileConfig.json"
+    (cd "$run" && exec "$@") &
+    local app=$!
+    wait "$collector"
+    kill "$app" 2>/dev/null || true
+    wait "$app" || true
+    for want in '["pev2","KEOINTERNAL:Lifecycle"]' '["pageName","Installed Home"]' \
+        '"shop":{"children":{"channel":{"value":"installed"}}}'; do
+        grep -qF "$want" "$run/hits" || { cat "$run/hits"; fail "no hit with $want"; }
+    done
+}
+
+# Configures, builds and runs the CMake consumer against a prefix.
+cmake_consumer() {
+    rm -rf "$work/$1"
+    cmake -S "$here/consumer" -B "$work/$1" -DCMAKE_PREFIX_PATH="$2" >/dev/null
+    cmake --build "$work/$1"
+    deliver "$work/$1/consumer"
+}
+
+# Builds the consumer with the flags of the prefix's keomobile.pc alone, and runs it.
+pkg_config_consumer() {
+    local pc; pc=$(dirname "$(find "$2" -name keomobile.pc)")
+    # shellcheck disable=SC2046
+    g++ -std=c++17 -o "$work/$1" "$here/consumer/main.cpp" \
+        $(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs keomobile)
+    LD_LIBRARY_PATH=$(dirname "$(find "$2" -name 'libkeomobile.so*' | head -1)") \
+        deliver "$work/$1"
+}
+
+case $1 in
+static_install)
+    rm -rf "$static"
+    cmake --install "$KEO_BUILD" --prefix "$static" >/dev/null
+    ;;
+find_package) cmake_consumer fp-static "$static" ;;
+pkg_config) pkg_config_consumer pc-static "$static" ;;
+shared_build)
+    # The one shared build, installed, packaged and unpacked as the later steps need it.
+    rm -rf "$shared" "$shared-prefix" "$root"
+    cmake -S "$KEO_SOURCE" -B "$shared" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DBUILD_SHARED_LIBS=ON -DKEOMOBILE_BUILD_TOOLS=OFF -DKEOMOBILE_BUILD_EXAMPLES=OFF \
+        -DKEOMOBILE_WERROR=ON -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
+    cmake --build "$shared" -j2
+    cmake --install "$shared" --prefix "$shared-prefix" >/dev/null
+    (cd "$shared" && cpack -G DEB >/dev/null)
+    for deb in "$shared"/*.deb; do dpkg-deb -x "$deb" "$root"; done
+    ;;
+shared_abi)
+    lib=$shared/libkeomobile.so.4.0.0
+    readelf -d "$lib" | grep -qF 'Library soname: [libkeomobile.so.4]' || fail "soname"
+    # Every exported symbol belongs to the public interface or a platform call hosts make.
+    public='KEOMobile|KEOMediaAnalytics|KEOMediaTextSetting|KEOMediaState|bb::cascades::Application'
+    extra=$(nm -DC --defined-only "$lib" | cut -d' ' -f3- |
+        grep -vE "^(($public|desktop)::|(typeinfo|typeinfo name|vtable) for ($public)$|(bps|geolocation)_)" || true)
+    [ -z "$extra" ] || fail "exported outside the public interface:"$'\n'"$extra"
+    ;;
+shared_consumer)
+    cmake_consumer fp-shared "$shared-prefix"
+    readelf -d "$work/fp-shared/consumer" | grep -qF '[libkeomobile.so.4]' || fail "not shared"
+    ;;
+deb)
+    depends=$(dpkg-deb -f "$shared"/libkeomobile4_*.deb Depends)
+    echo "libkeomobile4 Depends: $depends"
+    for want in libqt5core5a libcurl4 libsqlite3-0 libxml2; do
+        [[ ", $depends" == *", $want "* ]] || fail "Depends lacks $want"
+    done
+    cmake_consumer fp-deb "$root/usr"
+    pkg_config_consumer pc-deb "$root/usr"
+    ;;
+widgets_example)
+    [ -d "$KEO_SOURCE/examples/widgets" ] || { echo "skipped: no examples/widgets"; exit 77; }
+    rm -rf "$work/widgets"
+    cmake -S "$KEO_SOURCE/examples/widgets" -B "$work/widgets" \
+        -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+    cmake --build "$work/widgets"
+    ;;
+*) fail "unknown step $1" ;;
+esac
