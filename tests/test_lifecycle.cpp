@@ -52,17 +52,23 @@ TEST(LifecycleSessions, ResumeOrNewLaunchByThePauseAgainstTheTimeout) {
             {"a timeout of 2^31 s", "timeout=2147483648 start@1000 stop@1100 start@1101",
              "InstallEvent, Launches=1 | Launches=2, PrevSessionLength=100",
              "1000/0/0 1000/1100/1 1101/0/0"},
+            // A pause is known from its first second on; a length without a start is the pause.
+            {"a pause at 1 s", "start@1 stop@1 start@300", "InstallEvent, Launches=1",
+             "1/0/0 1/1/1 300/1/1"},
+            {"a stop before any start", "stop@1 start@400",
+             "InstallEvent, Launches=1, PrevSessionLength=1", "-/1/1 400/0/0"},
             // The resume measures from the later stop, and the clock set back is a resume too.
             {"a second stop, then the clock set back", "start@1000 stop@1100 stop@1200 start@1150",
              "InstallEvent, Launches=1", "1000/0/0 1000/1100/1 1000/1200/1 950/1200/1"},
-            // A run that stored a pause and died before its flags were reset: the crash leaves
-            // the unfinished session without a length.
+            // Not closed, yet a pause stored: the crash leaves that session without a length.
             {"a crash silences a timed-out session",
              "prefs={\"InstallDate\":\"1970-01-01T00:10:00\",\"SuccessfulClose\":\"0\","
-             "\"PauseTime\":\"1000\",\"StartTime\":\"900\",\"LastVersion\":\"1.0\"} start@2000",
-             "CrashEvent, Launches=1", "2000/0/0"},
+             "\"PauseTime\":\"1000\",\"StartTime\":\"900\",\"LastVersion\":\"1.0\","
+             "\"Launches\":\"10\",\"UpgradeDate\":\"1970-01-01T00:10:00\","
+             "\"LaunchesAfterUpgrade\":\"10\"} start@2000",
+             "CrashEvent, Launches=11, LaunchesSinceUpgrade=11", "2000/0/0"},
         },
-        {"CrashEvent", "InstallEvent", "Launches", "PrevSessionLength"},
+        {"CrashEvent", "InstallEvent", "Launches", "LaunchesSinceUpgrade", "PrevSessionLength"},
         {"StartTime", "PauseTime", "SuccessfulClose"}, true);
 }
 
@@ -78,8 +84,7 @@ TEST(LifecycleMetrics, FirstLaunchInLocalTime) {
 }
 
 // Day counts are calendar differences and engagement compares calendar texts, against the last
-// new launch; the launches after the install are compared. Wall times are local, UTC unless a
-// case sets a zone.
+// new launch, in local wall time (UTC unless set); the launches after the install are compared.
 TEST(LifecycleMetrics, CalendarCountsAndEngagement) {
     expectCases(
         {
@@ -118,12 +123,12 @@ TEST(LifecycleMetrics, CrashesUpgradesAndTheApplicationIdentifier) {
              "launch@2026-03-07T09:00:00 start@2026-03-07T12:00:00 kill | "
              "app=Lab/1.1 launch@2026-03-08T09:00:00 launch@2026-03-10T09:00:00 | "
              "app=Lab/1.2 launch@2026-03-11T09:00:00 | "
-             "app=Lab/1.0 launch@2026-03-12T09:00:00 launch@2026-03-15T09:00:00",
+             "app=Lab/1.0 launch@2026-03-12T09:00:00 launch@2026-03-24T09:00:00",
              "AppID=Lab (1.0) | AppID=Lab (1.0) | AppID=Lab (1.1), CrashEvent, UpgradeEvent | "
              "AppID=Lab (1.1), DaysSinceLastUpgrade=2, LaunchesSinceUpgrade=1 | "
              "AppID=Lab (1.2), LaunchesSinceUpgrade=1, UpgradeEvent | "
              "AppID=Lab (1.0), LaunchesSinceUpgrade=1, UpgradeEvent | "
-             "AppID=Lab (1.0), DaysSinceLastUpgrade=3, LaunchesSinceUpgrade=2",
+             "AppID=Lab (1.0), DaysSinceLastUpgrade=12, LaunchesSinceUpgrade=2",
              "1.0/2026-03-12T09:00:00/2"},
             {"a name that holds a placeholder", "app=Save50%2now/3.1 launch@1000",
              "AppID=Save50%2now (3.1)", "3.1/-/-"},
