@@ -10,8 +10,6 @@
 
 namespace {
 
-using Fields = std::vector<std::pair<std::string, std::string>>;
-
 // The hit of one position against a list of points of interest (JSON, may be empty).
 collector::Hit locate(double lat, double lon, double acc, const char *poi) {
     WorkDir dir;
@@ -32,63 +30,33 @@ TEST(Location, PiecesAccuracyAndTheFirstContainingPoint) {
     struct Case {
         double lat, lon, acc;
         const char *poi;
-        Fields fields;
+        const char *expected; // lat.a|b|c lon.a|b|c acc poi dist
     };
     const Case cases[] = {
-        {37.774929,
-         -122.419416,
-         12.4,
-         "",
-         {{"lat.a", "037.7"},
-          {"lat.b", "74"},
-          {"lat.c", "92"},
-          {"lon.a", "-122.4"},
-          {"lon.b", "19"},
-          {"lon.c", "41"},
-          {"acc", "12"},
-          {"poi", "own"},
-          {"dist", "<missing>"}}},
-        {-33.86882,
-         151.209296,
-         5,
-         "",
-         {{"lat.a", "-033.8"},
-          {"lat.b", "68"},
-          {"lat.c", "82"},
-          {"lon.a", "151.2"},
-          {"lon.b", "09"},
-          {"lon.c", "29"}}},
-        {0, 0, 0, "", {{"lat.a", "000.0"}, {"lat.b", "00"}, {"lat.c", "00"}, {"acc", "0"}}},
+        {37.774929, -122.419416, 12.4, "", "037.7|74|92 -122.4|19|41 12 own <missing>"},
+        {-33.86882, 151.209296, 5, "", "-033.8|68|82 151.2|09|29 5 own <missing>"},
+        {0, 0, 0, "", "000.0|00|00 000.0|00|00 0 own <missing>"},
         // 111194.93 m: inside a radius of 111195, outside one of 111194.
-        {0, 1, 3, R"([["east", 0, 0, 111195]])", {{"poi", "east"}, {"dist", "111195"}}},
-        {0, 1, 3, R"([["east", 0, 0, 111194]])", {{"poi", "own"}, {"dist", "<missing>"}}},
-        {90, 0, 3, R"([["south", -90, 0, 30000000]])", {{"poi", "south"}, {"dist", "20015087"}}},
-        {0,
-         0.001,
-         3,
-         R"([["far", 0, 1, 200000], ["near", 0, 0, 1000]])",
-         {{"poi", "far"}, {"dist", "111084"}}},
-        {45.5, -73.5, 3, R"([["spot", 45.5, -73.5, 0]])", {{"poi", "spot"}, {"dist", "0"}}},
+        {0, 1, 3, R"([["east", 0, 0, 111195]])", "000.0|00|00 001.0|00|00 3 east 111195"},
+        {0, 1, 3, R"([["east", 0, 0, 111194]])", "000.0|00|00 001.0|00|00 3 own <missing>"},
+        {90, 0, 3, R"([["south", -90, 0, 3e7]])", "090.0|00|00 000.0|00|00 3 south 20015087"},
+        {0, 0.001, 3, R"([["far", 0, 1, 2e5], ["near", 0, 0, 1e3]])",
+         "000.0|00|00 000.0|01|00 3 far 111084"},
+        {45.5, -73.5, 3, R"([["spot", 45.5, -73.5, 0]])", "045.5|00|00 -073.5|00|00 3 spot 0"},
         // A distance that is no number is inside no radius.
-        {nan,
-         2,
-         nan,
-         R"([["everywhere", 0, 0, 1e12]])",
-         {{"lat.a", "<missing>"},
-          {"lat.b", "  "},
-          {"lat.c", "na"},
-          {"lon.a", "002.0"},
-          {"acc", "nan"},
-          {"poi", "own"}}}};
+        {nan, 2, nan, R"([["everywhere", 0, 0, 1e12]])",
+         "<missing>|  |na 002.0|00|00 nan own <missing>"}};
     for (const Case &c : cases) {
-        SCOPED_TRACE(std::to_string(c.lat) + " " + std::to_string(c.lon) + " " + c.poi);
+        SCOPED_TRACE(c.expected);
         const collector::Hit hit = locate(c.lat, c.lon, c.acc, c.poi);
         ASSERT_TRUE(hit.decoded.wellFormed) << hit.decoded.error;
-        for (const auto &[key, value] : c.fields)
-            EXPECT_EQ(ctx(hit, "a.loc." + key), value) << key;
-        EXPECT_EQ(ctx(hit, "a.internal"), "Location");
-        EXPECT_EQ(var(hit, "pev2"), "KEOINTERNAL:Location");
-        EXPECT_EQ(ctx(hit, "own"), "kept");
+        auto loc = [&](const char *key) { return ctx(hit, std::string("a.loc.") + key); };
+        const std::string got = loc("lat.a") + "|" + loc("lat.b") + "|" + loc("lat.c") + " " +
+                                loc("lon.a") + "|" + loc("lon.b") + "|" + loc("lon.c") + " " +
+                                loc("acc") + " " + loc("poi") + " " + loc("dist");
+        EXPECT_EQ(got, c.expected);
+        EXPECT_EQ(ctx(hit, "a.internal") + " " + var(hit, "pev2") + " " + ctx(hit, "own"),
+                  "Location KEOINTERNAL:Location kept");
     }
 }
 
