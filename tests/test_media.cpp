@@ -101,6 +101,9 @@ BothMilestonesAreOnTheHitTheyCausedOnlyAndTheOffsetOneNamesIt
   = M OPEN@0, M OFFSET_MILESTONE@26 o20 t26
   keys .milestone .offsetMilestone
   | - - | 25 20 | - -
+FirstEventThatIsNoPlayOpensTheItemAndCountsFromItsStart
+  open|M|100|P;click|M|5;close|M;tick|M|8;stop|M|8;close|M
+  = M OPEN@5 t5 clicked, M STOP@8 t8, M CLOSE@8 t8
 SecondsTimerCountsPlayAcrossStopAndSeek
   set|seconds|10;open|M|100|P;play|M|0;tick|M|1|14;stop|M|14;play|M|30;tick|M|31|36
   = M OPEN@0, M SECONDS@10 t10, M STOP@14 t14, M PLAY@30 t14, M SECONDS@36 t20 again
@@ -108,7 +111,7 @@ PercentSegmentsEndInAnAppendedHundredAndABoundaryStartsTheNext
   set|milestones|25,50;set|segmentByMilestones|1;open|A|100|P;open|B|100|P;open|C|100|P
   play|A|0;play|B|25;play|C|60
   = A OPEN@0 1:M:0-25, B OPEN@25 2:M:25-50, C OPEN@60 3:M:50-100
-PercentSegmentEntriesOfOneOrLessArePassedOverButCounted
+PercentSegmentEntriesBelowOneArePassedOverButCounted
   set|milestones|1,-5,50;set|segmentByMilestones|1;open|A|100|P;open|B|100|P;play|A|0;play|B|1
   = A OPEN@0 1:M:0-1, B OPEN@1 3:M:1-50
 SegmentChangeCostsAHitThatReportsTheSegmentJustPlayed
@@ -118,20 +121,20 @@ SegmentChangeCostsAHitThatReportsTheSegmentJustPlayed
   = M CLICK@35 2:M:25-50 t35 clicked again, M CLICK@40 2:M:25-50 t40 clicked again
   keys .segmentNum .segment .segmentView
   | 1 M:0-25 - | 1 M:0-25 true | 2 M:25-50 - | 2 M:25-50 true | 2 M:25-50 -
-OffsetSegmentsEndInTheRoundedLengthOrInE
-  set|offsetMilestones|30,60;set|segmentByOffsetMilestones|1;open|L|0|P;open|M|120.6|P
-  play|L|70;play|M|70
-  = L OPEN@70 3:O:60-E L-1, M OPEN@70 3:O:60-121
+OffsetSegmentsEndInTheRoundedLengthOrInEAndEntriesBelowOneArePassedOverButCounted
+  set|offsetMilestones|1,-5,30,60;set|segmentByOffsetMilestones|1;open|L|0|P;open|M|120.6|P
+  open|N|100|P;play|L|70;play|M|70;play|N|1
+  = L OPEN@70 5:O:60-E L-1, M OPEN@70 5:O:60-121, N OPEN@1 3:O:1-30
 CallersOwnSegmentTurnsGenerationOff
   set|milestones|25,50;set|segmentByMilestones|1;open|M|100|P;event|M|1|30|7|Intro
   = M OPEN@30 7:Intro
 TheEndClosesTheItemWhetherATickAStopOrAPlayReachesItOrACloseComesWithinTheThreshold
   open|A|100|P;open|B|100|P;open|C|10|P;play|A|0;tick|A|100;play|B|0;stop|B|150;start|C|12
   open|D|100|P;open|E|100|P;play|D|0;play|E|0;stop|D|99.5;stop|E|98;close|D;close|E
-  click|A|1;click|B|1;click|C|1
+  open|F|1|P;play|F|0;tick|F|1;click|A|1;click|B|1;click|C|1;click|F|2
   = A OPEN@0, A CLOSE@100 t100 complete, B OPEN@0, B CLOSE@100 t100 complete, C CLOSE@10 complete
   = D OPEN@0, E OPEN@0, D STOP@99.5 t99.5, E STOP@98 t98, D CLOSE@99.5 t99.5 complete
-  = E CLOSE@98 t98
+  = E CLOSE@98 t98, F OPEN@0, F CLOSE@1 t1 complete
 UnknownLengthCompletesOnlyWhenToldAndStaysOpenAndOneShotKeysGoOutOnce
   open|M|-5|P;play|M|0;complete|M|40;click|M|41;complete|M|42
   = M OPEN@0 L-1, M COMPLETE@40 t40 L-1 complete, M CLICK@41 t41 L-1 clicked
