@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,24 +54,20 @@ bool WorkDir::exists(const QString &relative) const {
 
 void WorkDir::writeConfig(const QString &server, bool offlineEnabled,
                           const QString &extraAnalytics) const {
-    QString json = QString("{\n  \"version\": \"1.0\",\n  \"analytics\": {\n"
-                           "    \"rsids\": \"rsid1\",\n    \"server\": \"%1\",\n"
-                           "    \"charset\": \"UTF-8\",\n    \"ssl\": false,\n"
-                           "    \"offlineEnabled\": %2")
-                       .arg(server, offlineEnabled ? "true" : "false");
-    if (!extraAnalytics.isEmpty())
-        json += ",\n    " + extraAnalytics;
-    json += "\n  }\n}\n";
-    write("app/native/KEOMobileConfig.json", json.toUtf8());
+    write("app/native/KEOMobileConfig.json",
+          QString(R"({"version": "1.0", "analytics": {"rsids": "rsid1", "server": "%1",
+              "charset": "UTF-8", "ssl": false, "offlineEnabled": %2%3}})")
+              .arg(server, offlineEnabled ? "true" : "false",
+                   extraAnalytics.isEmpty() ? "" : ", " + extraAnalytics)
+              .toUtf8());
 }
 
 void WorkDir::writeDescriptor(const QString &name, const QString &version) const {
-    const QString xml = QString("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"no\"?>\n"
-                                "<qnx xmlns=\"http://www.qnx.com/schemas/application/1.0\">\n"
-                                "  <id>com.example.app</id>\n  <name>%1</name>\n"
-                                "  <versionNumber>%2</versionNumber>\n</qnx>\n")
-                            .arg(name, version);
-    write("app/native/bar-descriptor.xml", xml.toUtf8());
+    write("app/native/bar-descriptor.xml",
+          QString(R"(<qnx xmlns="http://www.qnx.com/schemas/application/1.0"><name>%1</name>)"
+                  "<versionNumber>%2</versionNumber></qnx>")
+              .arg(name, version)
+              .toUtf8());
 }
 
 // Runs one query on a read-only connection of its own; false when the table can't be read.
@@ -109,17 +106,11 @@ std::vector<std::string> WorkDir::queuedUrls() const {
 }
 
 std::string libraryLines(const std::string &output) {
+    std::istringstream in(output);
     std::string kept;
-    size_t start = 0;
-    while (start < output.size()) {
-        size_t end = output.find('\n', start);
-        if (end == std::string::npos)
-            end = output.size() - 1;
-        const std::string line = output.substr(start, end - start + 1);
+    for (std::string line; std::getline(in, line);)
         if (line.rfind("KEOMobile ", 0) == 0)
-            kept += line;
-        start = end + 1;
-    }
+            kept += line + "\n";
     return kept;
 }
 
