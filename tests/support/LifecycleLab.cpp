@@ -14,7 +14,6 @@
 #include <QSaveFile>
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <atomic>
 #include <csignal>
@@ -40,15 +39,8 @@ void setClock(const QString &when) {
 
 // Waits until the worker has delivered every stored hit; the parent's deadline bounds it.
 void drainHits() {
-    for (int rows = 1; rows > 0; std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
-        sqlite3 *db = nullptr;
-        sqlite3_stmt *count = nullptr;
-        sqlite3_open_v2("data/KEOAnalyticsCache.sqlite", &db, SQLITE_OPEN_READONLY, nullptr);
-        sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM HITS", -1, &count, nullptr);
-        rows = count && sqlite3_step(count) == SQLITE_ROW ? sqlite3_column_int(count, 0) : 0;
-        sqlite3_finalize(count);
-        sqlite3_close(db);
-    }
+    while (hitRowsAt("data/KEOAnalyticsCache.sqlite") > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 // One line per step: the preferences file as the step left it.
