@@ -4,6 +4,9 @@
 //
 // Every setter takes effect on the next platform call; the library asks each device fact
 // once per process, so set facts before the first hit. All functions are thread-safe.
+//
+// Without a setter, each fact is the host's own, as its user would recognise it: see
+// bb/device/HardwareInfo.hpp, DisplayInfo.hpp and bps/deviceinfo.h.
 #include <QSize>
 #include <QString>
 #include <bps/bps.h>
@@ -11,21 +14,27 @@
 namespace desktop {
 
 // --- Device facts -------------------------------------------------------------------------
-// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name.
+// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name,
+// device-tree model, or kernel name and machine.
 void setDeviceName(const QString &name);
-// Text answered by deviceinfo_details_get_device_os_version(). Host: kernel release.
+// Text answered by deviceinfo_details_get_device_os_version(). Host: os-release's name and
+// version, such as "Debian GNU/Linux 12".
 void setOsVersion(const QString &version);
 // Makes deviceinfo_get_details() fail with BPS_FAILURE and this errno (0 to succeed again).
 void failDeviceInfo(int errnoValue);
 // Carrier answered by bb::device::CellularNetworkInfo::name(). Host: empty (no cellular).
 void setCarrierName(const QString &name);
-// Size answered by bb::device::DisplayInfo::pixelSize(). Host: 0x0.
+// Size answered by bb::device::DisplayInfo::pixelSize(). Host: the GUI application's primary
+// screen, else a connected display's preferred mode, else 0x0.
 void setDisplaySize(const QSize &size);
 // Text answered by locale_get_locale(), such as "fr_CA". Host: the process's locale.
 void setLocale(const QString &locale);
 // Makes locale_get_locale() fail (true) or answer again (false).
 void failLocale(bool fail);
-// Back to the host's answers.
+// For tests: the host's files (DMI, device tree, DRM connectors, os-release) are read under
+// root instead of "/". Empty: "/" again.
+void setHostRoot(const QString &root);
+// Back to the host's answers, read under "/".
 void resetDeviceFacts();
 
 // --- Geolocation --------------------------------------------------------------------------
@@ -39,8 +48,10 @@ void freeEvent(bps_event_t *event);
 int otherDomain();
 
 // --- Application state --------------------------------------------------------------------
-// Emit awake() / asleep() of bb::cascades::Application::instance() on the calling thread.
-// Return false when no application object exists.
+// Emit awake() / asleep() of bb::cascades::Application::instance() on the calling thread, as
+// they are: for hosts without a user interface and for tests (a GUI host's own state emits
+// them by itself; see bb/cascades/Application.hpp). Return false when no application object
+// exists.
 bool emitAwake();
 bool emitAsleep();
 
