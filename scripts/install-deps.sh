@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
-# fuzz and run the demo. Installs nothing when everything is present.
+# fuzz and run the demo. Installs nothing when everything is present. The GUI test runs the
+# widgets example on a virtual display (xvfb, with xauth for xvfb-run) under a small window
+# manager (openbox), drives it with xdotool, and draws its text in DejaVu.
 set -euo pipefail
 
 packages=(
@@ -9,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev
   faketime libfaketime sqlite3
   clang-14 libclang-rt-14-dev
+  xvfb xauth xdotool openbox fonts-dejavu-core
 )
 
 missing=()
