@@ -29,8 +29,10 @@ protected:
         ASSERT_FALSE(window.empty());
     }
     // Waits for the next hit and checks its pairs ("key=value; ..."): a key with a dot is
-    // context data, "*" any value that is there.
+    // context data, "*" any value that is there; none for a click that sends nothing.
     void expectHit(const char *pairs) {
+        if (pairs == nullptr || HasFailure()) // one missing hit would hold up every later step
+            return;
         const std::vector<collector::Hit> hits = waitForHits(++received);
         for (const QString &pair : QString(pairs).split("; ")) {
             SCOPED_TRACE("hit " + std::to_string(received) + ": " + pair.toStdString());
@@ -43,7 +45,6 @@ protected:
             EXPECT_TRUE(value == "*" ? got != "<missing>" : got == value) << got;
         }
     }
-    // A click at a point of the window, and the hit it makes.
     void click(int x, int y, const char *pairs) {
         xdotool("mousemove --window " + window + " " + std::to_string(x) + " " + std::to_string(y) +
                 " click 1");
@@ -65,8 +66,7 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     int argc = 1;
     char *argv[] = {const_cast<char *>("screenshot"), nullptr};
     QGuiApplication screenshots(argc, argv);
-    // Ends with the display when the test does.
-    std::system(("openbox --startup 'touch " + dir.file("wm-ready").toStdString() + "' &").c_str());
+    std::system("openbox --startup \"touch $PWD/wm-ready\" &"); // ends with the display
     for (int i = 0; i < 100 && !dir.exists("wm-ready"); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     start();
@@ -74,8 +74,8 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     expectHit("pageName=Home; example.page.index=1; example.page.visits=1");
     click(80, 56, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
     click(180, 15, "pageName=Player; example.page.index=2; example.page.visits=1");
+    click(226, 93, nullptr); // a seek to 40 %, then Play
     click(80, 56, "pe=m_s; a.media.view=true; a.media.name=Harbour timelapse; a.media.length=8");
-    click(226, 93, "pe=m_i; a.media.milestone=25; a.media.segment=M:0-25"); // a seek to 40 %
     expectHit("a.media.milestone=50; a.media.segment=M:25-50");
     expectHit("a.media.milestone=75; a.media.segment=M:50-75");
     expectHit("a.media.complete=true; a.media.segment=M:75-100; a.media.milestone=<missing>");
