@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
-# fuzz, package and run the demo. Installs nothing when everything is present.
+# fuzz, package and run the demo. Installs nothing when everything is present. The GUI test runs the
+# widgets example on a virtual display (xvfb, with xauth for xvfb-run) under a small window
+# manager (openbox), drives it with xdotool, and draws its text in DejaVu.
 # "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
 
@@ -12,6 +14,7 @@ packages=(
   clang-14 libclang-rt-14-dev
   chromium chromium-driver python3-selenium
   dpkg-dev file
+  xvfb xauth xdotool openbox fonts-dejavu-core
 )
 if [ "${1:-}" = docs ]; then
   packages+=(doxygen)

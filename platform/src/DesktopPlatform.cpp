@@ -1,6 +1,8 @@
 // Desktop answers for the platform's device, locale, event and application interfaces.
 #include <desktop/DesktopPlatform.h>
 
+#include "HostFacts.h"
+
 #include <bb/cascades/Application>
 #include <bb/device/CellularNetworkInfo>
 #include <bb/device/DisplayInfo>
@@ -9,16 +11,13 @@
 #include <bps/geolocation.h>
 #include <bps/locale.h>
 
-#include <QFile>
 #include <QLocale>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <optional>
-#include <sys/utsname.h>
 
 namespace {
 
@@ -30,22 +29,16 @@ std::optional<QString> carrierOverride;
 std::optional<QSize> displayOverride;
 std::optional<QString> localeOverride;
 bool localeFails = false;
+QString hostRoot;
 
 const int GEOLOCATION_DOMAIN = 7;
 const int OTHER_DOMAIN = 42;
 
-QString hostDeviceName() {
-    QFile file(QStringLiteral("/sys/class/dmi/id/product_name"));
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    return QString::fromUtf8(file.readAll()).trimmed();
-}
-
-QString hostOsVersion() {
-    struct utsname name;
-    if (uname(&name) != 0)
-        return QString();
-    return QString::fromUtf8(name.release);
+// The root under which host files are read, and the override of one fact, taken together.
+template <typename T> std::optional<T> overrideOf(const std::optional<T> &value, QString &root) {
+    std::lock_guard<std::mutex> lock(factsMutex);
+    root = hostRoot;
+    return value;
 }
 
 } // namespace
@@ -65,14 +58,17 @@ struct bps_event_t {
 namespace bb {
 namespace device {
 
+// The host's answers are read outside the lock: they may wait on files or on Qt.
 QString HardwareInfo::deviceName() const {
-    std::lock_guard<std::mutex> lock(factsMutex);
-    return deviceNameOverride ? *deviceNameOverride : hostDeviceName();
+    QString root;
+    const std::optional<QString> name = overrideOf(deviceNameOverride, root);
+    return name ? *name : desktop::host::deviceName(root);
 }
 
 QSize DisplayInfo::pixelSize() const {
-    std::lock_guard<std::mutex> lock(factsMutex);
-    return displayOverride ? *displayOverride : QSize(0, 0);
+    QString root;
+    const std::optional<QSize> size = overrideOf(displayOverride, root);
+    return size ? *size : desktop::host::displaySize(root);
 }
 
 QString CellularNetworkInfo::name() const {
@@ -82,25 +78,6 @@ QString CellularNetworkInfo::name() const {
 
 } // namespace device
 
-namespace cascades {
-
-namespace {
-std::atomic<Application *> currentApplication{nullptr};
-}
-
-Application::Application(int &argc, char **argv) : QCoreApplication(argc, argv) {
-    currentApplication.store(this);
-}
-
-Application::~Application() {
-    currentApplication.store(nullptr);
-}
-
-Application *Application::instance() {
-    return currentApplication.load();
-}
-
-} // namespace cascades
 } // namespace bb
 
 extern "C" {
@@ -118,13 +95,19 @@ unsigned int bps_event_get_code(bps_event_t *event) {
 }
 
 int deviceinfo_get_details(deviceinfo_details_t **details) {
-    std::lock_guard<std::mutex> lock(factsMutex);
-    if (deviceInfoErrno != 0) {
-        errno = deviceInfoErrno;
-        return BPS_FAILURE;
+    QString root;
+    std::optional<QString> version;
+    {
+        std::lock_guard<std::mutex> lock(factsMutex);
+        if (deviceInfoErrno != 0) {
+            errno = deviceInfoErrno;
+            return BPS_FAILURE;
+        }
+        version = osVersionOverride;
+        root = hostRoot;
     }
     auto *made = new deviceinfo_details_t;
-    made->osVersion = (osVersionOverride ? *osVersionOverride : hostOsVersion()).toUtf8();
+    made->osVersion = (version ? *version : desktop::host::osVersion(root)).toUtf8();
     *details = made;
     return BPS_SUCCESS;
 }
@@ -207,8 +190,14 @@ void failLocale(bool fail) {
     localeFails = fail;
 }
 
+void setHostRoot(const QString &root) {
+    std::lock_guard<std::mutex> lock(factsMutex);
+    hostRoot = root;
+}
+
 void resetDeviceFacts() {
     std::lock_guard<std::mutex> lock(factsMutex);
+    hostRoot.clear();
     deviceNameOverride.reset();
     osVersionOverride.reset();
     deviceInfoErrno = 0;

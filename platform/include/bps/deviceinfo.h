@@ -1,5 +1,7 @@
 #pragma once
-// Desktop stand-in: the OS version is the host kernel's release unless a test set one.
+// Desktop stand-in: the OS version is what a user calls their system's version: NAME and
+// VERSION_ID of /etc/os-release (else /usr/lib/os-release), such as "Debian GNU/Linux 12";
+// PRETTY_NAME when there is no VERSION_ID; without the file, the kernel's name and release.
 #include <bps/bps.h>
 #ifdef __cplusplus
 extern "C" {

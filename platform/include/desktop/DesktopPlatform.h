@@ -5,6 +5,9 @@
 ///
 /// Every setter takes effect on the next platform call; the library asks each device fact
 /// once per process, so set facts before the first hit. All functions are thread-safe.
+///
+/// Without a setter, each fact is the host's own, as its user would recognise it: see
+/// bb/device/HardwareInfo.hpp, DisplayInfo.hpp and bps/deviceinfo.h.
 #include <KEOMobileExport.h>
 
 #include <QSize>
@@ -15,21 +18,27 @@
 namespace desktop {
 
 // --- Device facts -------------------------------------------------------------------------
-/// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name.
+/// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name,
+/// device-tree model, or kernel name and machine.
 KEOMOBILE_EXPORT void setDeviceName(const QString &name);
-/// Text answered by deviceinfo_details_get_device_os_version(). Host: kernel release.
+/// Text answered by deviceinfo_details_get_device_os_version(). Host: os-release's name and
+/// version, such as "Debian GNU/Linux 12".
 KEOMOBILE_EXPORT void setOsVersion(const QString &version);
 /// Makes deviceinfo_get_details() fail with BPS_FAILURE and this errno (0 to succeed again).
 KEOMOBILE_EXPORT void failDeviceInfo(int errnoValue);
 /// Carrier answered by bb::device::CellularNetworkInfo::name(). Host: empty (no cellular).
 KEOMOBILE_EXPORT void setCarrierName(const QString &name);
-/// Size answered by bb::device::DisplayInfo::pixelSize(). Host: 0x0.
+/// Size answered by bb::device::DisplayInfo::pixelSize(). Host: the GUI application's primary
+/// screen, else a connected display's preferred mode, else 0x0.
 KEOMOBILE_EXPORT void setDisplaySize(const QSize &size);
 /// Text answered by locale_get_locale(), such as "fr_CA". Host: the process's locale.
 KEOMOBILE_EXPORT void setLocale(const QString &locale);
 /// Makes locale_get_locale() fail (true) or answer again (false).
 KEOMOBILE_EXPORT void failLocale(bool fail);
-/// Back to the host's answers.
+/// For tests: the host's files (DMI, device tree, DRM connectors, os-release) are read under
+/// root instead of "/". Empty: "/" again.
+KEOMOBILE_EXPORT void setHostRoot(const QString &root);
+/// Back to the host's answers, read under "/".
 KEOMOBILE_EXPORT void resetDeviceFacts();
 
 // --- Geolocation --------------------------------------------------------------------------
@@ -45,10 +54,11 @@ KEOMOBILE_EXPORT void freeEvent(bps_event_t *event);
 KEOMOBILE_EXPORT int otherDomain();
 
 // --- Application state --------------------------------------------------------------------
-/// Emits awake() of bb::cascades::Application::instance() on the calling thread. Returns false
-/// when no application object exists.
+/// Emit awake() / asleep() of bb::cascades::Application::instance() on the calling thread, as
+/// they are: for hosts without a user interface and for tests (a GUI host's own state emits
+/// them by itself; see bb/cascades/Application.hpp). Return false when no application object
+/// exists.
 KEOMOBILE_EXPORT bool emitAwake();
-/// Emits asleep(), as emitAwake().
 KEOMOBILE_EXPORT bool emitAsleep();
 
 } // namespace desktop

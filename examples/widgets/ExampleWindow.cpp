@@ -1,0 +1,108 @@
+#include "ExampleWindow.h"
+
+#include "MediaPanel.h"
+
+#include <KEOMobile.h>
+#include <bb/cascades/Application>
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+// Fixed sizes keep every control where a user (and the GUI test) expects it, whatever font
+// the desktop has.
+const QSize kWindowSize(560, 220);
+const QSize kButtonSize(140, 34);
+
+// A page: a row of buttons on top, a line of explanation under it.
+QWidget *page(const QList<QWidget *> &controls, const QString &text) {
+    auto *widget = new QWidget;
+    auto *layout = new QVBoxLayout(widget);
+    auto *row = new QHBoxLayout;
+    for (QWidget *control : controls)
+        row->addWidget(control);
+    row->addStretch();
+    layout->addLayout(row);
+    auto *label = new QLabel(text);
+    label->setWordWrap(true);
+    layout->addWidget(label);
+    layout->addStretch();
+    return widget;
+}
+
+} // namespace
+
+ExampleWindow::ExampleWindow() {
+    setWindowTitle(QStringLiteral("KEO Widgets Example"));
+    setFixedSize(kWindowSize);
+
+    _tabs = new QTabWidget;
+    _tabs->setStyleSheet(QStringLiteral("QTabBar::tab { width: 120px; height: 30px; }"));
+    _tabs->addTab(homePage(), QStringLiteral("Home"));
+    _tabs->addTab(new MediaPanel(statusBar()), QStringLiteral("Player"));
+    _tabs->addTab(accountPage(), QStringLiteral("Account"));
+    setCentralWidget(_tabs);
+    statusBar()->showMessage(QStringLiteral("Media: nothing played yet"));
+
+    connect(_tabs, &QTabWidget::currentChanged, this, &ExampleWindow::trackPage);
+    // The first page is reported once the application has come to the front, so that the
+    // launch the library sends for that moment comes before it.
+    connect(bb::cascades::Application::instance(), &bb::cascades::Application::awake, this, [this] {
+        if (!_firstPageTracked)
+            trackPage(_tabs->currentIndex());
+    });
+}
+
+QWidget *ExampleWindow::homePage() {
+    QPushButton *add = actionButton(QStringLiteral("Add to cart"), [this] {
+        KEOMobile::trackAction(
+            QStringLiteral("AddToCart"),
+            {{QStringLiteral("shop.product"), QStringLiteral("42")},
+             {QStringLiteral("shop.cart.items"), QString::number(++_cartItems)}});
+    });
+    QPushButton *share = actionButton(QStringLiteral("Share"), [] {
+        KEOMobile::trackAction(QStringLiteral("Share"),
+                               {{QStringLiteral("share.channel"), QStringLiteral("mail")}});
+    });
+    return page({add, share}, QStringLiteral("A shop's front page. Each tab is a screen, each "
+                                             "button an action; both carry context data."));
+}
+
+QWidget *ExampleWindow::accountPage() {
+    QPushButton *signIn = actionButton(QStringLiteral("Sign in"), [] {
+        // The application's own visitor identifier goes with every later hit, and is kept.
+        KEOMobile::setUserIdentifier(QStringLiteral("user-7"));
+        KEOMobile::trackAction(QStringLiteral("SignIn"),
+                               {{QStringLiteral("account.method"), QStringLiteral("password")}});
+    });
+    QPushButton *signOut = actionButton(QStringLiteral("Sign out"), [] {
+        KEOMobile::trackAction(QStringLiteral("SignOut"), {});
+        KEOMobile::setUserIdentifier(QString());
+    });
+    return page({signIn, signOut}, QStringLiteral("Signing in sets the visitor identifier that "
+                                                  "every later hit carries as \"vid\"."));
+}
+
+QPushButton *ExampleWindow::actionButton(const QString &text, std::function<void()> onClick) {
+    auto *button = new QPushButton(text);
+    button->setFixedSize(kButtonSize);
+    connect(button, &QPushButton::clicked, this, std::move(onClick));
+    return button;
+}
+
+void ExampleWindow::trackPage(int index) {
+    if (index < 0 || index >= 3)
+        return;
+    _firstPageTracked = true;
+    _visits[index] += 1;
+    // Dotted keys nest: "example" -> "page" -> "index" and "visits".
+    KEOMobile::trackState(
+        _tabs->tabText(index),
+        {{QStringLiteral("example.page.index"), QString::number(index + 1)},
+         {QStringLiteral("example.page.visits"), QString::number(_visits[index])}});
+}

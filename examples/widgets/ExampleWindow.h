@@ -1,0 +1,27 @@
+#pragma once
+// The example's window: three pages in tabs, each shown page reported as a screen, buttons
+// reported as actions, and the media player on the second page.
+#include <QMainWindow>
+
+#include <functional>
+
+class QPushButton;
+class QTabWidget;
+
+class ExampleWindow : public QMainWindow {
+public:
+    // Made, shown and destroyed on the UI thread; owns its pages and widgets.
+    ExampleWindow();
+
+private:
+    QWidget *homePage();
+    QWidget *accountPage();
+    QPushButton *actionButton(const QString &text, std::function<void()> onClick);
+    // Reports the page at index as a screen, with its number and how often it was shown.
+    void trackPage(int index);
+
+    QTabWidget *_tabs;
+    int _visits[3] = {0, 0, 0};
+    int _cartItems = 0;
+    bool _firstPageTracked = false;
+};
