@@ -2,14 +2,11 @@
 // name and markers, and the keys every hit gets from the device, the identity and the clock.
 #include "KEOAnalytics.h"
 #include "KEOMobile.h"
-#include "KEOStatic.h"
 #include "LoopbackTest.h"
 
 #include <desktop/DesktopPlatform.h>
 
 #include <QRegExp>
-
-#include <random>
 
 namespace {
 
@@ -124,39 +121,4 @@ TEST_F(HitComposition, DebugLineShowsTheBaseUrlWithEncodedSuitesAndIsTheOnlyLibr
     EXPECT_EQ(countOf(out, "\n"), 2u) << out;
     EXPECT_EQ(libraryLines(err), "");
     EXPECT_EQ(countOf(err, "KEOAnalyticsWorker::KEOAnalyticsWorker()\n"), 1u) << err;
-}
-
-// The stored query is serializeToQueryString of trackState's hashes, QHash order and all.
-TEST_F(HitComposition, QueryIsTheSerializedTextOfTheHitsHashes) {
-    configure(false);
-    std::mt19937 random(20261122);
-    const QString chars = QString::fromUtf8("aZ09.. %&=_-~\xC3\xA9\xF0\x9F\x98\x80");
-    auto pick = [&](int most) {
-        QString text(random() % 2 ? "" : nullptr); // empty or null
-        for (int i = static_cast<int>(random() % (most + 1)); i > 0; --i)
-            text += chars[static_cast<int>(random() % chars.size())];
-        return text;
-    };
-    std::vector<std::string> expected;
-    for (int round = 0; round < 150; ++round) {
-        QHash<QString, QString> data, vars;
-        for (int i = static_cast<int>(random() % 14); i > 0; --i)
-            data[pick(9)] = pick(6);
-        data.remove(pick(2));
-        const QString state = "S" + pick(5);
-        KEOMobile::trackState(state, data);
-        vars["pageName"] = state;
-        vars["ce"] = "UTF-8";
-        vars["t"] = KEOStatic::timestampString();
-        vars["aid"] = KEOStatic::getServerVisitorID();
-        data["a.Resolution"] = KEOStatic::getResolution();
-        data["a.DeviceName"] = KEOStatic::getPlatform();
-        data["a.OSVersion"] = KEOStatic::getOperatingSystem();
-        data["a.CarrierName"] = KEOStatic::getCarrier();
-        expected.push_back("AQB=1&ndh=1" +
-                           KEOStatic::serializeToQueryString(vars, data).toStdString() + "&AQE=1");
-    }
-    const std::vector<collector::Hit> hits = waitForHits(expected.size());
-    for (size_t i = 0; i < hits.size() && i < expected.size(); ++i)
-        EXPECT_EQ(hits[i].rawQuery, expected[i]) << "round " << i;
 }
