@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 using collector::decodeHit;
 
 namespace {
@@ -20,7 +18,7 @@ collector::DecodedHit framed(const std::string &parameters) {
 
 } // namespace
 
-TEST(CollectorDecode, ReportsWhatTheSenderNeverWritesAndNeverCrashes) {
+TEST(CollectorDecode, ReportsWhatTheSenderNeverWrites) {
     for (const char *path :
          {"/", "/b/ss/suite", "/b/ss/suite/0/BBN-4.0.0", "/b/ss/suite/0/BBN-/s1",
           "/b/ss/suite/0/BBN-4/s", "/b/ss/suite/0/BBN-4/s12a", "/b/ss/suite/0/BBN-4/s100000000",
@@ -41,17 +39,6 @@ TEST(CollectorDecode, ReportsWhatTheSenderNeverWritesAndNeverCrashes) {
     }
     EXPECT_EQ(framed("&c.&a.&.c").error,
               "parameter 5 \".c\": closes a branch while \"a.\" is the innermost one open");
-    std::mt19937 random(42);
-    const std::string alphabet = "&.=%ac1F+";
-    for (int round = 0; round < 3000; ++round) {
-        std::string query;
-        for (int i = static_cast<int>(random() % 40); i > 0; --i)
-            query += alphabet[random() % alphabet.size()];
-        collector::Hit hit;
-        hit.decoded = decodeHit(kPath, query);
-        EXPECT_EQ(hit.decoded.wellFormed, hit.decoded.error.empty()) << query;
-        EXPECT_FALSE(collector::toJsonLine(hit).empty());
-    }
 }
 
 TEST(CollectorFormat, JsonLineEscapesAndRepairsText) {

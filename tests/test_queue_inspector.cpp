@@ -1,7 +1,6 @@
 // The queue inspector as a developer runs it: keo-queue on an application directory, its data
-// directory or a file, read as text under a frozen clock; beside a writer that holds a
-// transaction open; and the demo's count of what arrived.
-#include "HitView.h"
+// directory or a file, read as text under a frozen clock, beside a writer that holds a
+// transaction open.
 #include "SelfProcess.h"
 #include "WorkDir.h"
 
@@ -100,20 +99,4 @@ TEST(QueueInspector, ListsWhatWaitsDecodedOldestFirstAndLeavesTheTableAlone) {
     EXPECT_EQ(status, 1);
     EXPECT_EQ(out, "no database at " + dir.file("data/none.sqlite").toStdString() + "\n");
     EXPECT_FALSE(dir.exists("data/none.sqlite"));
-}
-
-TEST(QueueInspector, ArrivalsCountDuplicatesOnceAndMalformedHitsApart) {
-    auto received = [](const char *url) {
-        collector::Hit hit;
-        collector::splitUrl(url, hit.path, hit.rawQuery);
-        hit.decoded = collector::decodeHit(hit.path, hit.rawQuery);
-        return hit;
-    };
-    const keodemo::Receipts receipts =
-        keodemo::tally({received(kState), received(kState), received(kAction), received(kBroken)});
-    EXPECT_EQ(receipts.total, 4u);
-    EXPECT_EQ(receipts.distinct, 3u);
-    EXPECT_EQ(receipts.malformed, 1u);
-    EXPECT_EQ(receipts.perKind[static_cast<int>(keodemo::HitKind::State)], 2);
-    EXPECT_EQ(receipts.perKind[static_cast<int>(keodemo::HitKind::Action)], 1);
 }
