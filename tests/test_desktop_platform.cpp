@@ -6,6 +6,7 @@
 #include <bb/device/DisplayInfo>
 #include <bb/device/HardwareInfo>
 #include <bps/deviceinfo.h>
+#include <bps/locale.h>
 #include <desktop/DesktopPlatform.h>
 
 #include <QDir>
@@ -79,5 +80,23 @@ TEST(ApplicationObject, FollowsAGuiHostsStateInAlternationAndEndsWithAsleep) {
             emit host.applicationStateChanged(Qt::ApplicationState(state));
         }
         EXPECT_EQ(heard, QString(step).section(':', 1).toStdString());
+    }
+}
+
+TEST(HostFacts, LanguageIsThePosixEnvironmentsWithoutCodesetOrModifier) {
+    const std::pair<std::vector<const char *>, const char *> cases[] = {
+        {{"", "", "fr_CA.UTF-8"}, "fr_CA"},
+        {{"de_DE@euro", "it_IT", "fr_CA"}, "de_DE"},
+        {{nullptr, "pt_BR", "fr_CA"}, "pt_BR"},
+        {{"", "C.UTF-8", "fr_CA"}, "<none>"},
+        {{nullptr, nullptr, nullptr}, "<none>"}};
+    for (const auto &[values, expected] : cases) {
+        const char *names[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+        for (int i = 0; i < 3; ++i)
+            values[i] ? setenv(names[i], values[i], 1) : unsetenv(names[i]);
+        char *locale = nullptr;
+        const bool answered = locale_get_locale(&locale) == BPS_SUCCESS;
+        EXPECT_EQ(answered ? std::string(locale) : "<none>", expected);
+        free(locale);
     }
 }

@@ -11,8 +11,6 @@
 #include <bps/geolocation.h>
 #include <bps/locale.h>
 
-#include <QLocale>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -123,11 +121,24 @@ void deviceinfo_free_details(deviceinfo_details_t **details) {
     *details = nullptr;
 }
 
+// The process's language as POSIX orders it (LC_ALL, LC_MESSAGES, LANG), without its codeset
+// or modifier: "fr_CA.UTF-8@euro" is "fr_CA". Read from the environment rather than QLocale,
+// because the worker's first pass asks for it and may run while the exit handlers tear Qt's
+// global state down.
+static QString hostLocale() {
+    for (const char *name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char *value = getenv(name);
+        if (value != nullptr && *value != '\0')
+            return QString::fromLatin1(value, static_cast<int>(strcspn(value, ".@")));
+    }
+    return QStringLiteral("C");
+}
+
 int locale_get_locale(char **locale) {
     std::lock_guard<std::mutex> lock(factsMutex);
     if (localeFails)
         return BPS_FAILURE;
-    QString text = localeOverride ? *localeOverride : QLocale::system().name();
+    QString text = localeOverride ? *localeOverride : hostLocale();
     // "C" and "POSIX" name no language: the platform would have none to give.
     if (!localeOverride && (text == QLatin1String("C") || text == QLatin1String("POSIX")))
         return BPS_FAILURE;

@@ -31,7 +31,8 @@ KEOMOBILE_EXPORT void setCarrierName(const QString &name);
 /// Size answered by bb::device::DisplayInfo::pixelSize(). Host: the GUI application's primary
 /// screen, else a connected display's preferred mode, else 0x0.
 KEOMOBILE_EXPORT void setDisplaySize(const QSize &size);
-/// Text answered by locale_get_locale(), such as "fr_CA". Host: the process's locale.
+/// Text answered by locale_get_locale(), such as "fr_CA". Host: the process's language from
+/// LC_ALL, LC_MESSAGES or LANG, without codeset or modifier ("C" and "POSIX" fail).
 KEOMOBILE_EXPORT void setLocale(const QString &locale);
 /// Makes locale_get_locale() fail (true) or answer again (false).
 KEOMOBILE_EXPORT void failLocale(bool fail);
