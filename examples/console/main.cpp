@@ -1,6 +1,9 @@
-// An application built against an installed library: its launch and one screen, then its event
-// loop while the worker delivers them, until the test stops it.
-#include <KEOMediaAnalytics.h>
+// The smallest host: a Qt Core program with no window, such as a command-line tool or a
+// service. It makes the platform's application object itself, says awake() when its work
+// starts, and lets the quit say asleep(), so that a normal exit never counts as a crash.
+// Every hit is stored at once and delivered by the library's worker while the event loop runs;
+// whatever is still stored at the exit goes out at the next run.
+//   keo-console-example [SCREEN] [SECONDS]     (Home, 10)
 #include <KEOMobile.h>
 #include <bb/cascades/Application>
 #include <desktop/DesktopPlatform.h>
@@ -8,12 +11,11 @@
 #include <QTimer>
 
 int main(int argc, char **argv) {
-    bb::cascades::Application app(argc, argv);
+    bb::cascades::Application app(argc, argv); // makes the QCoreApplication too
     KEOMobile::collectLifecycleData();
-    desktop::emitAwake();
-    KEOMediaAnalytics::sharedInstance()->channel = QString("installed");
-    KEOMobile::trackState("Installed Home",
-                          {{"shop.channel", KEOMediaAnalytics::sharedInstance()->channel}});
-    QTimer::singleShot(60000, &app, &QCoreApplication::quit);
+    desktop::emitAwake(); // no window to become active: the work starts now
+    const QStringList args = QCoreApplication::arguments();
+    KEOMobile::trackState(args.value(1, "Home"), {{"shop.channel", "console"}});
+    QTimer::singleShot(args.value(2, "10").toInt() * 1000, &app, &QCoreApplication::quit);
     return app.exec();
 }

@@ -3,7 +3,6 @@
 # pkg-config, as the shared library, and from its Debian packages. One step per call; the steps
 # share KEO_WORK. KEO_SOURCE, KEO_BUILD (the static build) and KEO_COLLECTOR come from CTest.
 set -euo pipefail
-here=$(cd "$(dirname "$0")" && pwd)
 work=$KEO_WORK
 mkdir -p "$work"
 static=$work/static shared=$work/shared root=$work/debroot
@@ -23,30 +22,30 @@ deliver() {
     done
     printf '{"analytics": {"rsids": "pkg", "server": "%s", "offlineEnabled": true}}' \
         "$server" >"$run/app/native/KEOMobileConfig.json"
-    (cd "$run" && exec "$@") &
+    (cd "$run" && exec "$@" "Installed Home" 60) &
     local app=$!
     wait "$collector"
     kill "$app" 2>/dev/null || true
     wait "$app" || true
     for want in '["pev2","KEOINTERNAL:Lifecycle"]' '["pageName","Installed Home"]' \
-        '"shop":{"children":{"channel":{"value":"installed"}}}'; do
+        '"shop":{"children":{"channel":{"value":"console"}}}'; do
         grep -qF "$want" "$run/hits" || { cat "$run/hits"; fail "no hit with $want"; }
     done
 }
 
-# Configures, builds and runs the CMake consumer against a prefix.
+# Configures, builds and runs the console example against a prefix.
 cmake_consumer() {
     rm -rf "$work/$1"
-    cmake -S "$here/consumer" -B "$work/$1" -DCMAKE_PREFIX_PATH="$2" >/dev/null
+    cmake -S "$KEO_SOURCE/examples/console" -B "$work/$1" -DCMAKE_PREFIX_PATH="$2" >/dev/null
     cmake --build "$work/$1"
-    deliver "$work/$1/consumer"
+    deliver "$work/$1/keo-console-example"
 }
 
-# Builds the consumer with the flags of the prefix's keomobile.pc alone, and runs it.
+# Builds the console example with the flags of the prefix's keomobile.pc alone, and runs it.
 pkg_config_consumer() {
     local pc; pc=$(dirname "$(find "$2" -name keomobile.pc)")
     # shellcheck disable=SC2046
-    g++ -std=c++17 -o "$work/$1" "$here/consumer/main.cpp" \
+    g++ -std=c++17 -o "$work/$1" "$KEO_SOURCE/examples/console/main.cpp" \
         $(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs keomobile)
     LD_LIBRARY_PATH=$(dirname "$(find "$2" -name 'libkeomobile.so*' | head -1)") \
         deliver "$work/$1"
@@ -81,7 +80,7 @@ shared_abi)
     ;;
 shared_consumer)
     cmake_consumer fp-shared "$shared-prefix"
-    readelf -d "$work/fp-shared/consumer" | grep -qF '[libkeomobile.so.4]' || fail "not shared"
+    readelf -d "$work/fp-shared/keo-console-example" | grep -qF '[libkeomobile.so.4]' || fail "not shared"
     ;;
 deb)
     depends=$(dpkg-deb -f "$shared"/libkeomobile4_*.deb Depends)
