@@ -60,6 +60,7 @@ KEOMOBILE_EXPORT int otherDomain();
 /// them by itself; see bb/cascades/Application.hpp). Return false when no application object
 /// exists.
 KEOMOBILE_EXPORT bool emitAwake();
+/// The counterpart of emitAwake(), for asleep(); the same rules.
 KEOMOBILE_EXPORT bool emitAsleep();
 
 } // namespace desktop

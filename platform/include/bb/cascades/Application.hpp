@@ -35,6 +35,8 @@
 namespace bb {
 namespace cascades {
 
+/// The application object: one per process, found through instance(); see this file's text
+/// for who makes it and when its signals come.
 class KEOMOBILE_EXPORT Application : public QObject {
     Q_OBJECT
 public:
