@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -56,6 +57,15 @@ static std::atomic<KEOAnalyticsWorker *> _sharedInstance{nullptr};
 // the same row twice.
 static std::atomic<bool> _bgThreadActive{false};
 static pthread_t _workerThread;
+
+// Held by the worker while libcurl works, and taken for good by the process's exit. OpenSSL 3,
+// which libcurl loads, tears itself down after every exit handler has run, even while a worker is
+// in the middle of an https send, and the process would fault after the application has exited.
+// The exit waits for a send in flight a second at most, and no send starts after it.
+static std::timed_mutex &_sendMutex = *new std::timed_mutex; // never destroyed: held at exit
+static void _holdSendsAtExit() {
+    (void)_sendMutex.try_lock_for(std::chrono::seconds(1));
+}
 
 static void _bringOnline();
 
@@ -207,7 +217,9 @@ static void *_workerThreadRunner(void *) {
             }
             memset(errorMessage, 0, 1024);
             curl_easy_setopt(curl, CURLOPT_URL, url);
+            _sendMutex.lock();
             const CURLcode curl_res = curl_easy_perform(curl);
+            _sendMutex.unlock();
 
             const uint32_t stamped = static_cast<uint32_t>(atol(timestamp));
             const uint32_t threshold = static_cast<uint32_t>(KEOStatic::timeSince1970() -
@@ -250,7 +262,9 @@ static void *_workerThreadRunner(void *) {
             break;
     }
 
+    _sendMutex.lock(); // closing a kept TLS connection is OpenSSL's work too
     curl_easy_cleanup(curl);
+    _sendMutex.unlock();
     // Nothing reads the header list once the handle is gone.
     curl_slist_free_all(headers);
     free(errorMessage);
@@ -290,6 +304,7 @@ KEOAnalyticsWorker::KEOAnalyticsWorker() {
     // exists: left to a worker's first curl_easy_init it races the process's exit handlers,
     // which tear the TLS library down, when an application ends right after its first hit.
     curl_global_init(CURL_GLOBAL_DEFAULT);
+    atexit(_holdSendsAtExit);
     _createDB();
     _bringOnline();
 }
