@@ -3,7 +3,8 @@
 // report per ';' or line, fields split by '|'; numbers as strtod reads them (nan, inf, 1e999).
 // The media tests and the media fuzz target speak this one language:
 //   open|name|length|playerName|playerID    ad|name|length|playerName|parent|pod|position|CPM
-//   start|name|offset (play(): the engine's run and the monitor)    play|name|offset (the run)
+//   start|name|offset (play(): the engine's run and, while `monitors`, the monitor)
+//   play|name|offset (the run)
 //   stop|click|complete|name|offset   close|name   track|name|key|value   set|setting|value
 //   tick|name|from|to   a monitor tick at each whole second from `from` to `to` (at most 100)
 //   event|name|type|offset|segmentNum|segment
@@ -30,6 +31,7 @@ inline QSet<QString> opened; // every simplified name that an open or ad report 
 inline const std::thread::id scriptThread = std::this_thread::get_id();
 inline QString reactionEvent, reaction;
 inline bool reacting = false;
+inline bool monitors = true; // false: start is play, and the script's ticks stand for a monitor
 
 inline void report(const QStringList &f);
 
@@ -103,9 +105,9 @@ inline void report(const QStringList &f) {
         m->open(name, at, f.value(3), f.value(4));
     else if (op == "ad")
         m->openAd(name, at, f.value(3), f.value(4), f.value(5), number(f.value(6)), f.value(7));
-    else if (op == "start")
+    else if (op == "start" && monitors)
         m->play(name, at);
-    else if (op == "play")
+    else if (op == "play" || op == "start")
         m->playerEvent(name, KEOMediaEventTypePlay, {}, at, 0, QString());
     else if (op == "stop")
         m->stop(name, at);
