@@ -3,7 +3,7 @@
 #include <QDir>
 #include <QFile>
 
-#include <sqlite3.h>
+#include <QueueReader.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -70,26 +70,8 @@ void WorkDir::writeDescriptor(const QString &name, const QString &version) const
               .toUtf8());
 }
 
-// Runs one query on a read-only connection of its own; false when the table can't be read.
-static bool query(const QString &path, const char *sql,
-                  const std::function<void(sqlite3_stmt *)> &row) {
-    sqlite3 *db = nullptr;
-    sqlite3_stmt *statement = nullptr;
-    const bool ok = sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY,
-                                    nullptr) == SQLITE_OK &&
-                    sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK;
-    while (ok && sqlite3_step(statement) == SQLITE_ROW)
-        row(statement);
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return ok;
-}
-
 int hitRowsAt(const QString &database) {
-    int rows = -1;
-    query(database, "SELECT COUNT(*) FROM HITS",
-          [&](sqlite3_stmt *s) { rows = sqlite3_column_int(s, 0); });
-    return rows;
+    return static_cast<int>(keodemo::countQueue(database.toStdString()));
 }
 
 int WorkDir::hitRows() const {
@@ -98,10 +80,9 @@ int WorkDir::hitRows() const {
 
 std::vector<std::string> WorkDir::queuedUrls() const {
     std::vector<std::string> urls;
-    query(file("data/KEOAnalyticsCache.sqlite"), "SELECT URL FROM HITS ORDER BY ID",
-          [&](sqlite3_stmt *s) {
-              urls.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(s, 0)));
-          });
+    for (const keodemo::QueuedHit &row :
+         keodemo::readQueue(file("data/KEOAnalyticsCache.sqlite").toStdString()).rows)
+        urls.push_back(row.url);
     return urls;
 }
 

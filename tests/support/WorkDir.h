@@ -31,7 +31,7 @@ public:
     // app/native/bar-descriptor.xml in the platform's namespace.
     void writeDescriptor(const QString &name, const QString &version) const;
 
-    // Rows of HITS, read through a connection of its own; -1 when the table is missing.
+    // Rows of HITS, read as the queue inspector reads them; -1 when the table is missing.
     int hitRows() const;
     // URLs of HITS in delivery order.
     std::vector<std::string> queuedUrls() const;
