@@ -98,18 +98,22 @@ TEST_F(HitComposition, WithoutCharsetOrOfflineTrackingCeIsEmptyAndTsAbsent) {
     EXPECT_EQ(var(hit, "t").empty(), false);
 }
 
-// The scheme, server and suites are fixed by the first hit; the debug line is the only line a
-// normal hit writes, beside the worker's one line on Qt's debug stream when it first starts.
+// The scheme, server and suites are fixed by the first hit; the debug line, once switched on, is
+// the only line a normal hit writes, beside the worker's one line on Qt's debug stream when it
+// first starts.
 TEST_F(HitComposition, DebugLineShowsTheBaseUrlWithEncodedSuitesAndIsTheOnlyLibraryLine) {
     ASSERT_TRUE(server.start());
     dir.write("app/native/KEOMobileConfig.json",
               QString(R"({"analytics": {"server": "%1", "rsids": "one,two", "ssl": true}})")
                   .arg(QString::fromStdString(server.baseServer()))
                   .toUtf8());
-    KEOMobile::setDebugLogging(true);
     std::string err;
     const std::string out = captureStdout([&] {
         err = captureStderr([] {
+            EXPECT_FALSE(KEOMobile::getDebugLogging());
+            KEOMobile::trackState("Quiet", {});
+            KEOMobile::setDebugLogging(true);
+            EXPECT_TRUE(KEOMobile::getDebugLogging());
             KEOMobile::trackState("Home", {});
             KEOMobile::trackState("Next", {});
         });
