@@ -1,92 +1,57 @@
 #include "SelfProcess.h"
 
-#include <cstdlib>
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <QFile>
 
-extern char **environ;
+#include <cstdlib>
+#include <unistd.h>
 
 using namespace std::chrono;
 
-namespace {
-constexpr int kReportFd = 3;
-}
-
 SelfProcess::SelfProcess(const std::vector<std::string> &environment) {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0)
+    QProcessEnvironment entries = QProcessEnvironment::systemEnvironment();
+    for (const std::string &entry : environment) {
+        const QString text = QString::fromStdString(entry);
+        entries.insert(text.section('=', 0, 0), text.section('=', 1));
+    }
+    _process.setProcessEnvironment(entries);
+    _process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    _process.start(QFile::symLinkTarget("/proc/self/exe"), QStringList());
+    if (!_process.waitForStarted())
         abort();
-    _read = fds[0];
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], kReportFd);
-    std::vector<std::string> entries(environment);
-    for (char **e = environ; *e != nullptr; ++e)
-        entries.emplace_back(*e); // the first of two equal names wins
-    std::vector<char *> envp;
-    for (std::string &entry : entries)
-        envp.push_back(entry.data());
-    envp.push_back(nullptr);
-    char self[] = "/proc/self/exe";
-    char *argv[] = {self, nullptr};
-    if (posix_spawn(&_pid, self, &actions, nullptr, argv, envp.data()) != 0)
-        abort();
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
 }
 
 SelfProcess::~SelfProcess() {
-    if (_pid > 0) {
-        kill(_pid, SIGKILL);
-        waitpid(_pid, nullptr, 0);
-    }
-    close(_read);
+    _process.kill();
+    _process.waitForFinished();
 }
 
-bool SelfProcess::readUntil(steady_clock::time_point deadline, std::vector<std::string> &lines,
+void SelfProcess::readUntil(steady_clock::time_point deadline, std::vector<std::string> &lines,
                             size_t enough) {
     for (;;) {
-        if (enough > 0 && lines.size() >= enough)
-            return true;
+        while (_process.canReadLine())
+            lines.push_back(_process.readLine().chopped(1).toStdString());
         const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
-        if (left <= 0)
-            return true;
-        pollfd in{_read, POLLIN, 0};
-        if (poll(&in, 1, static_cast<int>(left)) <= 0)
-            continue;
-        char buffer[4096];
-        const ssize_t got = read(_read, buffer, sizeof buffer);
-        if (got <= 0)
-            return false;
-        _pending.append(buffer, static_cast<size_t>(got));
-        for (size_t end = _pending.find('\n'); end != std::string::npos;
-             end = _pending.find('\n')) {
-            lines.push_back(_pending.substr(0, end));
-            _pending.erase(0, end + 1);
-        }
+        if ((enough > 0 && lines.size() >= enough) || left <= 0 ||
+            (!_process.waitForReadyRead(static_cast<int>(left)) &&
+             _process.state() == QProcess::NotRunning && !_process.canReadLine()))
+            return;
     }
 }
 
 void SelfProcess::killAndDrain(std::vector<std::string> &lines) {
-    kill(_pid, SIGKILL);
+    _process.kill();
     wait();
-    readUntil(steady_clock::now() + seconds(10), lines);
+    readUntil(steady_clock::now(), lines);
 }
 
 int SelfProcess::wait() {
-    int status = 0;
-    waitpid(_pid, &status, 0);
-    _pid = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    _process.waitForFinished(-1);
+    return _process.exitStatus() == QProcess::NormalExit ? _process.exitCode() : -1;
 }
 
 void SelfProcess::report(const std::string &line) {
     const std::string text = line + "\n";
-    if (write(kReportFd, text.data(), text.size()) < 0)
+    if (write(STDOUT_FILENO, text.data(), text.size()) < 0)
         _exit(3);
 }
 
