@@ -89,7 +89,9 @@ GateTakesOnlyChangesOfThePlayState
   open|M|100|P;stop|M|1;close|M;play|M|0;play|M|2;stop|M|5;stop|M|6;play|M|5;event|M|0|7
   = M OPEN@0, M STOP@5 t5, M PLAY@5 t5, M CLOSE@7 t5
 MilestonesFireOnceEachAtTheirCrossing set|milestones|25,50,75;open|M|100|P;play|M|0;tick|M|1|80
+  open|N|1000|Q;play|N|248;tick|N|260
   = M OPEN@0, M MILESTONE@25 m25 t25, M MILESTONE@50 m50 t50, M MILESTONE@75 m75 t75
+  = N OPEN@248, N MILESTONE@260 m25 t12
 JumpFiresOnlyTheFirstCrossedInListOrder
   set|milestones|50,25,75;open|M|100|P;play|M|0;tick|M|10;tick|M|80;tick|M|81
   = M OPEN@0, M MILESTONE@80 m50 t80
