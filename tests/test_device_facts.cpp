@@ -1,5 +1,5 @@
-// Device and application facts: what each platform answer becomes, each failure's line, the
-// application descriptor's reading rules, and that every fact is fetched once per process.
+// Device and application facts: each failure's line and fallback, and the application
+// descriptor's reading rules. What each answer becomes in a hit is the hit composition's test.
 #include "KEOStatic.h"
 #include "WorkDir.h"
 
@@ -58,30 +58,6 @@ TEST(Descriptor, NameAndVersionOfTheRootsDirectChildrenInItsNamespace) {
                 captureStderr([&] { EXPECT_EQ(KEOStatic::getApplicationID(), QString(c.id)); }),
                 "");
         });
-    }
-}
-
-TEST(DeviceFacts, PlatformAnswersBecomeTheFactsOncePerProcess) {
-    WorkDir dir;
-    desktop::setDeviceName("Q10");
-    desktop::setOsVersion("10.3.2.2639");
-    desktop::setCarrierName("Rogers Wireless");
-    desktop::setDisplaySize(QSize(720, 1280));
-    desktop::setLocale("fr_CA");
-    for (int pass = 0; pass < 2; ++pass) {
-        EXPECT_EQ(KEOStatic::getUserAgent(),
-                  QString("User-Agent: Mozilla/5.0 (BB10; Q10) AppleWebKit/537.10+ (KHTML, like "
-                          "Gecko) Version/10.3.2.2639 Mobile Safari/537.10+"));
-        EXPECT_EQ(KEOStatic::getPlatform(), QString("Q10"));
-        EXPECT_EQ(KEOStatic::getOperatingSystem(), QString("BB 10.3.2.2639"));
-        EXPECT_EQ(KEOStatic::getCarrier(), QString("Rogers Wireless"));
-        EXPECT_EQ(KEOStatic::getResolution(), QString("720x1280"));
-        EXPECT_EQ(KEOStatic::getLocale(), QString("fr-ca"));
-        desktop::setDeviceName("Other");
-        desktop::setOsVersion("11");
-        desktop::setCarrierName("Other");
-        desktop::setDisplaySize(QSize(1, 1));
-        desktop::setLocale("de_DE");
     }
 }
 

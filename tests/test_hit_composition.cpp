@@ -31,13 +31,17 @@ TEST_F(HitComposition, EachCallNamesItsPageAndMarkersAndEveryHitCarriesTheCommon
     desktop::setDisplaySize(QSize(720, 1280));
     desktop::setDeviceName("Q10");
     desktop::setOsVersion("10.3.1");
-    desktop::setCarrierName("");
+    desktop::setCarrierName("Rogers Wireless");
+    desktop::setLocale("fr_CA");
     QHash<QString, QString> data{{"k", "v"}}, vars{{"vid", "from-caller"}};
     const long before = static_cast<long>(time(nullptr));
     KEOMobile::trackState("Home", {{"plan", "gold"}, {"a.CarrierName", "mine"}});
     KEOMobile::trackState("", {});
     KEOMobile::trackAction("Buy", {{"a.action", "caller's"}});
     KEOMobile::trackAction("", {});
+    // The device's facts are read once per process: these reach no hit.
+    desktop::setDisplaySize(QSize(1, 1)), desktop::setDeviceName("Other");
+    desktop::setOsVersion("11"), desktop::setCarrierName("Other"), desktop::setLocale("de_DE");
     KEOMobile::trackAction("%1 and %2", {});
     KEOAnalytics::trackInternal("", {}, {});
     KEOAnalytics::trackInternal("Media", data, {{"pe", "ms_s"}, {"pageName", "mine"}});
@@ -69,8 +73,8 @@ TEST_F(HitComposition, EachCallNamesItsPageAndMarkersAndEveryHitCarriesTheCommon
         EXPECT_EQ(got, expected[i]);
         EXPECT_EQ(field(hit, "c.a.Resolution") + " " + field(hit, "c.a.DeviceName") + " " +
                       field(hit, "c.a.OSVersion") + " " + field(hit, "c.a.CarrierName") + " " +
-                      field(hit, "ce"),
-                  "720x1280 Q10 BB 10.3.1 unknown UTF-8");
+                      field(hit, "ce") + " " + hit.acceptLanguage,
+                  "720x1280 Q10 BB 10.3.1 Rogers Wireless UTF-8 fr-ca");
         ASSERT_TRUE(hit.decoded.wellFormed) << hit.decoded.error;
         EXPECT_EQ(hit.decoded.reportSuites, "rsid1");
         EXPECT_EQ(hit.decoded.libraryVersion, "4.0.0");
