@@ -199,7 +199,8 @@ TEST_F(Delivery, AgeRuleAtFiveAndSixSecondsAndUnsigned) {
         SCOPED_TRACE(kept);
         server.clear();
         leaveRows(rows);
-        std::vector<std::string> environment = SelfProcess::frozenClock("2026-06-01 12:00:00");
+        std::vector<std::string> environment =
+            SelfProcess::fakeClock("FAKETIME=2026-06-01 12:00:00");
         environment.insert(environment.end(), {"TZ=UTC0", "KEO_DELIVERY_CHILD=1"});
         SelfProcess child(environment);
         std::vector<std::string> lines;

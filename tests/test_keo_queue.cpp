@@ -26,7 +26,7 @@ const char *kBroken = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s6?pageName=Home";
 // The inspector's output and exit status, at 2026-06-01 12:00:00 UTC on its clock.
 std::pair<std::string, int> inspect(const std::string &arguments) {
     std::string command;
-    for (const std::string &entry : SelfProcess::frozenClock("2026-06-01 12:00:00"))
+    for (const std::string &entry : SelfProcess::fakeClock("FAKETIME=2026-06-01 12:00:00"))
         command +=
             entry.substr(0, entry.find('=') + 1) + "'" + entry.substr(entry.find('=') + 1) + "' ";
     command += "TZ=UTC0 " KEO_QUEUE " " + arguments + " 2>&1";

@@ -1,4 +1,5 @@
 #include "LifecycleLab.h"
+#include "SelfProcess.h"
 
 #include "KEOLifecycle.h"
 #include "KEOMobile.h"
@@ -10,7 +11,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QSaveFile>
 
 #include <gtest/gtest.h>
@@ -127,26 +127,14 @@ QString LifecycleLab::play(const QString &script) {
         }
         if (steps.isEmpty())
             continue;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        // Under AddressSanitizer the preloaded clock comes before the sanitizer's runtime.
-        env.insert("ASAN_OPTIONS", env.value("ASAN_OPTIONS") + ":verify_asan_link_order=0");
-        env.insert("LD_PRELOAD", "/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1");
-        env.insert("FAKETIME_TIMESTAMP_FILE", dir.file("lab-clock"));
-        env.insert("FAKETIME_NO_CACHE", "1");
-        // Timers, time-outs and sleeps keep running by the real clock.
-        env.insert("FAKETIME_DONT_FAKE_MONOTONIC", "1");
-        env.insert("TZ", _zone);
-        env.insert("KEO_LAB_STEPS", steps.join(' '));
-        QProcess child;
-        child.setProcessEnvironment(env);
-        child.setProcessChannelMode(QProcess::MergedChannels);
-        child.start(QFile::symLinkTarget("/proc/self/exe"), {"--gtest_filter=LabChild.Steps"});
-        if (!child.waitForFinished(20000))
-            child.kill();
-        output = child.readAll();
-        EXPECT_TRUE(child.exitStatus() == QProcess::CrashExit
-                        ? run.contains("kill")
-                        : child.exitCode() == 0 && !run.contains("kill"))
+        std::vector<std::string> environment = SelfProcess::fakeClock(
+            "FAKETIME_TIMESTAMP_FILE=" + dir.file("lab-clock").toStdString());
+        environment.insert(environment.end(), {"FAKETIME_NO_CACHE=1", "TZ=" + _zone.toStdString(),
+                                               "KEO_LAB_STEPS=" + steps.join(' ').toStdString()});
+        SelfProcess child(environment, {"--gtest_filter=LabChild.Steps"}, QProcess::MergedChannels);
+        const int status = child.wait(20000);
+        output = child.output();
+        EXPECT_TRUE(status < 0 ? run.contains("kill") : status == 0 && !run.contains("kill"))
             << run.toStdString() << "\n"
             << output.toStdString();
     }

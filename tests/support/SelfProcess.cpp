@@ -7,15 +7,16 @@
 
 using namespace std::chrono;
 
-SelfProcess::SelfProcess(const std::vector<std::string> &environment) {
+SelfProcess::SelfProcess(const std::vector<std::string> &environment, const QStringList &arguments,
+                         QProcess::ProcessChannelMode channels) {
     QProcessEnvironment entries = QProcessEnvironment::systemEnvironment();
     for (const std::string &entry : environment) {
         const QString text = QString::fromStdString(entry);
         entries.insert(text.section('=', 0, 0), text.section('=', 1));
     }
     _process.setProcessEnvironment(entries);
-    _process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    _process.start(QFile::symLinkTarget("/proc/self/exe"), QStringList());
+    _process.setProcessChannelMode(channels);
+    _process.start(QFile::symLinkTarget("/proc/self/exe"), arguments);
     if (!_process.waitForStarted())
         abort();
 }
@@ -44,8 +45,11 @@ void SelfProcess::killAndDrain(std::vector<std::string> &lines) {
     readUntil(steady_clock::now(), lines);
 }
 
-int SelfProcess::wait() {
-    _process.waitForFinished(-1);
+int SelfProcess::wait(int msecs) {
+    if (!_process.waitForFinished(msecs)) {
+        _process.kill();
+        _process.waitForFinished(-1);
+    }
     return _process.exitStatus() == QProcess::NormalExit ? _process.exitCode() : -1;
 }
 
@@ -55,10 +59,10 @@ void SelfProcess::report(const std::string &line) {
         _exit(3);
 }
 
-std::vector<std::string> SelfProcess::frozenClock(const std::string &when) {
+std::vector<std::string> SelfProcess::fakeClock(const std::string &clock) {
     const char *asan = getenv("ASAN_OPTIONS");
     // libfaketime must come before the sanitizer's runtime here, which it accepts when told.
-    return {"LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1", "FAKETIME=" + when,
+    return {"LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1", clock,
             "FAKETIME_DONT_FAKE_MONOTONIC=1",
             std::string("ASAN_OPTIONS=") + (asan ? std::string(asan) + ":" : "") +
                 "verify_asan_link_order=0"};

@@ -1,8 +1,9 @@
 #pragma once
 // A copy of the running test program, started with extra environment entries, for what needs a
 // process of its own that may be killed at any moment or run under another clock. The copy's
-// main() looks at its environment to take up its role, and reports lines on its standard output
-// (one write() per line, kept whole even if the writer dies); its standard error is this one's.
+// main() looks at its environment (or its arguments) to take up its role, and reports lines on its
+// standard output (one write() per line, kept whole even if the writer dies); its standard error
+// is this one's unless the channels are merged.
 #include <QProcess>
 
 #include <chrono>
@@ -11,7 +12,9 @@
 
 class SelfProcess {
 public:
-    explicit SelfProcess(const std::vector<std::string> &environment);
+    explicit SelfProcess(const std::vector<std::string> &environment,
+                         const QStringList &arguments = {},
+                         QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel);
     ~SelfProcess(); // kills the copy if it still runs
 
     // Reads reported lines until the deadline, the copy's end or, when enough > 0, until lines
@@ -20,14 +23,18 @@ public:
                    size_t enough = 0);
     // SIGKILL, then everything the copy reported before it died.
     void killAndDrain(std::vector<std::string> &lines);
-    // Waits for the end; the exit status, or -1 after a signal.
-    int wait();
+    // Waits for the end, killing the copy after msecs (-1: no limit); the exit status, or -1
+    // after a signal.
+    int wait(int msecs = -1);
+    // All the copy wrote that was not read as reported lines.
+    QByteArray output() { return _process.readAll(); }
 
     // For the copy: reports one line to the starting side.
     static void report(const std::string &line);
-    // Environment entries that put the copy under libfaketime, frozen at `when` (local time of
-    // the copy, "YYYY-MM-DD hh:mm:ss"); the monotonic clock stays real.
-    static std::vector<std::string> frozenClock(const std::string &when);
+    // Environment entries that put the copy under libfaketime with `clock`, "FAKETIME=<local time
+    // of the copy, YYYY-MM-DD hh:mm:ss>" or "FAKETIME_TIMESTAMP_FILE=<path>"; the monotonic clock
+    // stays real, so timers, time-outs and sleeps keep their length.
+    static std::vector<std::string> fakeClock(const std::string &clock);
 
 private:
     QProcess _process;
