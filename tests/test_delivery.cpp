@@ -15,7 +15,6 @@
 #include <QFile>
 
 #include <map>
-
 #include <thread>
 
 using namespace std::chrono;
@@ -38,12 +37,6 @@ protected:
         sqlite3_open(dir.file("data/KEOAnalyticsCache.sqlite").toUtf8().constData(), &db);
         EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
         sqlite3_close(db);
-    }
-    std::vector<std::string> queuedPages() const {
-        std::vector<std::string> names;
-        for (const std::string &url : dir.queuedUrls())
-            names.push_back(var(hitOf(url), "pageName"));
-        return names;
     }
 };
 
@@ -207,7 +200,8 @@ TEST_F(Delivery, AgeRuleAtFiveAndSixSecondsAndUnsigned) {
         child.readUntil(steady_clock::now() + 30s, lines, 1);
         std::this_thread::sleep_for(1500ms);
         child.killAndDrain(lines);
-        EXPECT_EQ(queuedPages(), std::vector<std::string>{kept});
+        const std::vector<std::string> left = dir.queuedUrls();
+        EXPECT_TRUE(left.size() == 1 && var(hitOf(left[0]), "pageName") == kept) << left.size();
         std::map<std::string, int> sent;
         for (const std::string &page : pages(server.hits()))
             ++sent[page];

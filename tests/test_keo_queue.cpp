@@ -10,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 namespace {
 
 const char *kState = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s11?AQB=1&ndh=1&pageName=Cart"
@@ -24,19 +22,12 @@ const char *kLaunch = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s3?AQB=1&ndh=1&c.&
 const char *kBroken = "http://127.0.0.1:1/b/ss/rs/0/BBN-4.0.0/s6?pageName=Home";
 
 // The inspector's output and exit status, at 2026-06-01 12:00:00 UTC on its clock.
-std::pair<std::string, int> inspect(const std::string &arguments) {
-    std::string command;
-    for (const std::string &entry : SelfProcess::fakeClock("FAKETIME=2026-06-01 12:00:00"))
-        command +=
-            entry.substr(0, entry.find('=') + 1) + "'" + entry.substr(entry.find('=') + 1) + "' ";
-    command += "TZ=UTC0 " KEO_QUEUE " " + arguments + " 2>&1";
-    FILE *pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buffer[4096];
-    for (size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        out.append(buffer, got);
-    const int status = pclose(pipe);
-    return {out, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+std::pair<std::string, int> inspect(const QStringList &arguments) {
+    std::vector<std::string> environment = SelfProcess::fakeClock("FAKETIME=2026-06-01 12:00:00");
+    environment.push_back("TZ=UTC0");
+    SelfProcess queue(environment, arguments, QProcess::MergedChannels, KEO_QUEUE);
+    const int status = queue.wait();
+    return {queue.output().toStdString(), status};
 }
 
 } // namespace
@@ -61,7 +52,7 @@ TEST(QueueInspector, ListsWhatWaitsDecodedOldestFirstAndLeavesTheTableAlone) {
     exec("BEGIN IMMEDIATE"); // a writer in the middle of a hit: its row stays unseen
     exec("INSERT INTO HITS (url, timestamp) VALUES ('uncommitted', 0)");
 
-    auto [out, status] = inspect(dir.path().toStdString());
+    auto [out, status] = inspect({dir.path()});
     EXPECT_EQ(status, 0);
     EXPECT_EQ(out, path + ": 4 hits waiting, oldest 1d 01h (5 queued since the table was made)\n"
                           "ID 2  age 1d 01h  state \"Cart\"\n"
@@ -86,7 +77,7 @@ TEST(QueueInspector, ListsWhatWaitsDecodedOldestFirstAndLeavesTheTableAlone) {
                           "ID 5  age 0s  state \"Home\"\n"
                           "    MALFORMED: query doesn't start with AQB=1&ndh=1\n"
                           "    pageName = Home\n");
-    std::tie(out, status) = inspect("--urls " + dir.file("data/").toStdString());
+    std::tie(out, status) = inspect({"--urls", dir.file("data/")});
     std::string urls =
         path + ": 4 hits waiting, oldest 1d 01h (5 queued since the table was made)\n";
     for (int id = 2; id <= 5; ++id)
@@ -95,7 +86,7 @@ TEST(QueueInspector, ListsWhatWaitsDecodedOldestFirstAndLeavesTheTableAlone) {
     exec("COMMIT");
     sqlite3_close(db);
 
-    std::tie(out, status) = inspect(dir.file("data/none.sqlite").toStdString());
+    std::tie(out, status) = inspect({dir.file("data/none.sqlite")});
     EXPECT_EQ(status, 1);
     EXPECT_EQ(out, "no database at " + dir.file("data/none.sqlite").toStdString() + "\n");
     EXPECT_FALSE(dir.exists("data/none.sqlite"));

@@ -1,5 +1,5 @@
 // The hit's "t" text carries only the zone: the minutes that local time lies behind UTC,
-// daylight saving included, fixed at the first hit of the process; and the clock in seconds.
+// daylight saving included, fixed at the first hit of the process.
 #include "KEOStatic.h"
 #include "WorkDir.h"
 
@@ -9,7 +9,7 @@ static QString timestampIn(const char *zone) {
     return KEOStatic::timestampString();
 }
 
-TEST(Timestamp, MinutesBehindUtcCutTowardZeroAndTheWallClockInSeconds) {
+TEST(Timestamp, MinutesBehindUtcCutTowardZeroAndFixedAtTheFirstHit) {
     // clang-format off
     const std::pair<const char *, const char *> cases[] = {
         {"XST-2", "-120"}, {"EST5", "300"}, {"IST-5:30", "-330"}, {"UTC0", "0"},
@@ -23,6 +23,4 @@ TEST(Timestamp, MinutesBehindUtcCutTowardZeroAndTheWallClockInSeconds) {
             // A later change of zone is not noticed.
             EXPECT_EQ(timestampIn("XST-7"), QString("00/00/0000 00:00:00 0 ") + minutes);
         });
-    const long before = static_cast<long>(time(nullptr)), now = KEOStatic::timeSince1970();
-    EXPECT_TRUE(now >= before && now <= before + 1) << now - before;
 }

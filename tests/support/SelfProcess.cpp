@@ -8,7 +8,7 @@
 using namespace std::chrono;
 
 SelfProcess::SelfProcess(const std::vector<std::string> &environment, const QStringList &arguments,
-                         QProcess::ProcessChannelMode channels) {
+                         QProcess::ProcessChannelMode channels, const QString &program) {
     QProcessEnvironment entries = QProcessEnvironment::systemEnvironment();
     for (const std::string &entry : environment) {
         const QString text = QString::fromStdString(entry);
@@ -16,7 +16,7 @@ SelfProcess::SelfProcess(const std::vector<std::string> &environment, const QStr
     }
     _process.setProcessEnvironment(entries);
     _process.setProcessChannelMode(channels);
-    _process.start(QFile::symLinkTarget("/proc/self/exe"), arguments);
+    _process.start(program.isEmpty() ? QFile::symLinkTarget("/proc/self/exe") : program, arguments);
     if (!_process.waitForStarted())
         abort();
 }

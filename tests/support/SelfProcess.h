@@ -14,8 +14,9 @@ class SelfProcess {
 public:
     explicit SelfProcess(const std::vector<std::string> &environment,
                          const QStringList &arguments = {},
-                         QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel);
-    ~SelfProcess(); // kills the copy if it still runs
+                         QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel,
+                         const QString &program = QString()); // another program than this one
+    ~SelfProcess();                                           // kills the copy if it still runs
 
     // Reads reported lines until the deadline, the copy's end or, when enough > 0, until lines
     // holds that many.
