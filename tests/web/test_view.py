@@ -33,7 +33,7 @@ class View(unittest.TestCase):
         # Lingers long enough for every test, and ends by itself should this script not.
         cls.demo = subprocess.Popen([DEMO, '--plain', '--dir', os.path.join(OUT, 'demo-run'),
                                      '--linger', '200', 'launch', 'screens', 'location', 'media'],
-                                    stdout=subprocess.PIPE, text=True)
+                                    stdout=subprocess.PIPE, text=True, errors='replace')
         cls.addClassCleanup(lambda: (cls.demo.terminate(), cls.demo.wait()))
         cls.url = next(filter(None, (re.search(r'view +(http://\S+)', line)
                                      for line in cls.demo.stdout))).group(1)
@@ -110,14 +110,18 @@ class View(unittest.TestCase):
         self.browser.execute_script('window.scrollTo(0, 0)')
         self.browser.save_screenshot(os.path.join(OUT, 'view.png'))
 
-    def test_4_markup_is_shown_as_text_and_runs_nothing(self):
+    def test_4_markup_and_odd_bytes_are_shown_as_text_and_run_nothing(self):
         markup = quote(MARKUP)
-        self.assertEqual(self.send('&pageName=' + markup + '&c.&q=' + markup + '&.c'), 200)
+        # And a value the view's JSON stream must escape: a quote, a backslash, a line break, a
+        # control character and a byte that is no UTF-8.
+        raw = '&raw=a%22b%5Cc%0Ad%01e%FF'
+        self.assertEqual(self.send('&pageName=' + markup + '&c.&q=' + markup + raw + '&.c'), 200)
         row = self.row('state "<img')
         self.assertTrue(row, 'no title shows the markup as text: %s' % self.titles()[-1])
         self.assertEqual(row[0].find_element(By.CLASS_NAME, 'title').text, 'state "%s"' % MARKUP)
         row[0].find_element(By.CSS_SELECTOR, 'details.tree > summary').click()
         self.assertTrue(wait_for(lambda: 'q = ' + MARKUP in row[0].text, 2), row[0].text)
+        self.assertIn('raw = a"b\\c\nd\x01e\ufffd', row[0].get_attribute('textContent'))
         time.sleep(0.5)  # an image that failed to load would have fired its handler by now
         self.assertEqual(self.browser.execute_script(
             'return [window.keoRan, document.querySelectorAll("#hits img").length]'), [None, 0])
