@@ -66,7 +66,7 @@ TEST_F(Delivery, EarlierRowsFirstThenHitsInTheOrderTrackedWholeAtAnyLength) {
     EXPECT_EQ(server.hits()[0].userAgent, "Mozilla/5.0 (BB10; Q10) AppleWebKit/537.10+ (KHTML, "
                                           "like Gecko) Version/10.3.1 Mobile Safari/537.10+");
     EXPECT_EQ(server.hits()[0].acceptLanguage, "fr-ca");
-    EXPECT_TRUE(waitForEmptyQueue());
+    EXPECT_TRUE(waitForRows(0));
 }
 
 // Refused with offline tracking on: kept, one line, a 30-second pause; then every kept hit goes

@@ -96,7 +96,7 @@ TEST_F(HitComposition, WithoutCharsetOrOfflineTrackingCeIsEmptyAndTsAbsent) {
                   .toUtf8());
     KEOMobile::setPrivacyStatus(KEOMobilePrivacyStatusOptOut); // stops nothing
     KEOMobile::trackState("Home", {});
-    const collector::Hit hit = only();
+    const collector::Hit hit = waitForHits(1).at(0);
     EXPECT_EQ(var(hit, "ce"), "");
     EXPECT_EQ(var(hit, "ts"), "<missing>");
     EXPECT_EQ(var(hit, "t").empty(), false);

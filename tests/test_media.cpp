@@ -57,7 +57,7 @@ protected:
     // Every hit, once all have arrived, as the values of keys: context data ('.' for "a.media.")
     // or, without a dot, vars.
     std::string hits(const QString &keys) {
-        EXPECT_TRUE(dir.hitRows() < 0 || waitForEmptyQueue());
+        EXPECT_TRUE(dir.hitRows() < 0 || waitForRows(0));
         QStringList shown;
         for (const collector::Hit &hit : server.hits()) {
             QString values;

@@ -12,11 +12,6 @@ std::vector<collector::Hit> LoopbackTest::waitForHits(size_t n, std::chrono::mil
     return server.hits();
 }
 
-collector::Hit LoopbackTest::only() {
-    const std::vector<collector::Hit> hits = waitForHits(1);
-    return hits.empty() ? collector::Hit() : hits[0];
-}
-
 bool LoopbackTest::waitForRows(int n, std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {

@@ -17,13 +17,8 @@ protected:
     // Waits for n hits in all and returns them; fails the test when they don't come.
     std::vector<collector::Hit>
     waitForHits(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
-    // Waits until the table holds exactly n rows; false on time-out.
+    // Waits until the table holds exactly n rows (0: the queue is empty); false on time-out.
     bool waitForRows(int n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
-    // Waits for the first hit and returns it (an empty hit when none came).
-    collector::Hit only();
-    bool waitForEmptyQueue(std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
-        return waitForRows(0, timeout);
-    }
 
     WorkDir dir;
     collector::Collector server;
