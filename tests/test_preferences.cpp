@@ -21,44 +21,51 @@ KEOSharedPreferences *prefs() {
     return KEOSharedPreferences::sharedInstance();
 }
 
+// Every getter on one key: "text|bool|long|date", the date in ISO form, empty when none.
+std::string everyGetter(const char *key) {
+    KEOSharedPreferences *p = prefs();
+    return QString("%1|%2|%3|%4")
+        .arg(p->getString(key))
+        .arg(p->getBool(key))
+        .arg(p->getLong(key))
+        .arg(p->getDateTime(key).toString(Qt::ISODate))
+        .toStdString();
+}
+
 } // namespace
 
-TEST(Preferences, TypedValuesAreStoredAsTextAndReadBack) {
+TEST(Preferences, EveryGetterReadsTheStoredTextByItsRuleAndOnlyPutsWrite) {
     WorkDir dir;
-    const QDateTime when = QDateTime::fromString("2026-03-07T09:30:15.678", Qt::ISODate);
+    const QByteArray file = R"({"two": "2", "word": "true", "n": "abc", "d": "yesterday",
+        "Launches": "7"})";
+    dir.write(kFile, file);
+    const std::pair<const char *, const char *> loaded[] = {
+        {"two", "2|0|2|"},       {"word", "true|0|0|"},  {"n", "abc|0|0|"},
+        {"d", "yesterday|0|0|"}, {"Launches", "7|0|7|"}, {"missing", "|0|0|"}};
+    for (const auto &[key, values] : loaded)
+        EXPECT_EQ(everyGetter(key), values) << key;
+    EXPECT_EQ(dir.read(kFile), file);
     prefs()->putBool("yes", true);
     prefs()->putBool("no", false);
     prefs()->putLong("n", -5);
-    prefs()->putDateTime("d", when);
+    prefs()->putDateTime("d", QDateTime::fromString("2026-03-07T09:30:15.678", Qt::ISODate));
     prefs()->putString("e", "");
-    EXPECT_EQ(
-        fileObject(dir),
-        QJsonObject(
-            {{"yes", "1"}, {"no", "0"}, {"n", "-5"}, {"d", "2026-03-07T09:30:15"}, {"e", ""}}));
-    EXPECT_TRUE(prefs()->getBool("yes"));
-    EXPECT_FALSE(prefs()->getBool("no"));
-    EXPECT_EQ(prefs()->getLong("n"), -5);
-    EXPECT_EQ(prefs()->getDateTime("d"), when.addMSecs(-678));
-    EXPECT_EQ(prefs()->getString("e"), QString(""));
-}
-
-TEST(Preferences, LoadedTextIsReadByTheTypedRulesAndReadsWriteNothing) {
-    WorkDir dir;
-    const QByteArray file = R"({"two": "2", "word": "true", "one": "1", "n": "abc",
-        "d": "yesterday", "aid": "ABC", "Launches": "7"})";
-    dir.write(kFile, file);
-    EXPECT_FALSE(prefs()->getBool("two"));
-    EXPECT_FALSE(prefs()->getBool("word"));
-    EXPECT_TRUE(prefs()->getBool("one"));
-    EXPECT_EQ(prefs()->getLong("n"), 0);
-    EXPECT_FALSE(prefs()->getDateTime("d").isValid());
-    EXPECT_EQ(prefs()->getString("aid"), QString("ABC"));
-    EXPECT_EQ(prefs()->getLong("Launches"), 7);
-    EXPECT_EQ(prefs()->getString("missing"), QString(""));
-    EXPECT_FALSE(prefs()->getBool("missing"));
-    EXPECT_EQ(prefs()->getLong("missing"), 0);
-    EXPECT_TRUE(prefs()->getDateTime("missing").isNull());
-    EXPECT_EQ(dir.read(kFile), file);
+    const std::pair<const char *, const char *> put[] = {
+        {"yes", "1|1|1|"},
+        {"no", "0|0|0|"},
+        {"n", "-5|0|-5|"},
+        {"d", "2026-03-07T09:30:15|0|0|2026-03-07T09:30:15"},
+        {"e", "|0|0|"}};
+    for (const auto &[key, values] : put)
+        EXPECT_EQ(everyGetter(key), values) << key;
+    EXPECT_EQ(fileObject(dir), QJsonObject({{"two", "2"},
+                                            {"word", "true"},
+                                            {"Launches", "7"},
+                                            {"yes", "1"},
+                                            {"no", "0"},
+                                            {"n", "-5"},
+                                            {"d", "2026-03-07T09:30:15"},
+                                            {"e", ""}}));
 }
 
 TEST(Preferences, RemoveRewritesTheFileEvenForAMissingKey) {
