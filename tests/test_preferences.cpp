@@ -21,15 +21,17 @@ KEOSharedPreferences *prefs() {
     return KEOSharedPreferences::sharedInstance();
 }
 
-// Every getter on one key: "text|bool|long|date", the date in ISO form, empty when none.
-std::string everyGetter(const char *key) {
-    KEOSharedPreferences *p = prefs();
-    return QString("%1|%2|%3|%4")
-        .arg(p->getString(key))
-        .arg(p->getBool(key))
-        .arg(p->getLong(key))
-        .arg(p->getDateTime(key).toString(Qt::ISODate))
-        .toStdString();
+// Every getter on each key: "text|bool|long|date" (the date in ISO form, empty when none), joined
+// by blanks.
+std::string everyGetter(std::initializer_list<const char *> keys) {
+    QStringList read;
+    for (const char *key : keys)
+        read << QString("%1|%2|%3|%4")
+                    .arg(prefs()->getString(key))
+                    .arg(prefs()->getBool(key))
+                    .arg(prefs()->getLong(key))
+                    .arg(prefs()->getDateTime(key).toString(Qt::ISODate));
+    return read.join(' ').toStdString();
 }
 
 } // namespace
@@ -39,33 +41,19 @@ TEST(Preferences, EveryGetterReadsTheStoredTextByItsRuleAndOnlyPutsWrite) {
     const QByteArray file = R"({"two": "2", "word": "true", "n": "abc", "d": "yesterday",
         "Launches": "7"})";
     dir.write(kFile, file);
-    const std::pair<const char *, const char *> loaded[] = {
-        {"two", "2|0|2|"},       {"word", "true|0|0|"},  {"n", "abc|0|0|"},
-        {"d", "yesterday|0|0|"}, {"Launches", "7|0|7|"}, {"missing", "|0|0|"}};
-    for (const auto &[key, values] : loaded)
-        EXPECT_EQ(everyGetter(key), values) << key;
+    EXPECT_EQ(everyGetter({"two", "word", "n", "d", "Launches", "missing"}),
+              "2|0|2| true|0|0| abc|0|0| yesterday|0|0| 7|0|7| |0|0|");
     EXPECT_EQ(dir.read(kFile), file);
     prefs()->putBool("yes", true);
     prefs()->putBool("no", false);
     prefs()->putLong("n", -5);
     prefs()->putDateTime("d", QDateTime::fromString("2026-03-07T09:30:15.678", Qt::ISODate));
     prefs()->putString("e", "");
-    const std::pair<const char *, const char *> put[] = {
-        {"yes", "1|1|1|"},
-        {"no", "0|0|0|"},
-        {"n", "-5|0|-5|"},
-        {"d", "2026-03-07T09:30:15|0|0|2026-03-07T09:30:15"},
-        {"e", "|0|0|"}};
-    for (const auto &[key, values] : put)
-        EXPECT_EQ(everyGetter(key), values) << key;
-    EXPECT_EQ(fileObject(dir), QJsonObject({{"two", "2"},
-                                            {"word", "true"},
-                                            {"Launches", "7"},
-                                            {"yes", "1"},
-                                            {"no", "0"},
-                                            {"n", "-5"},
-                                            {"d", "2026-03-07T09:30:15"},
-                                            {"e", ""}}));
+    EXPECT_EQ(everyGetter({"yes", "no", "n", "d", "e"}),
+              "1|1|1| 0|0|0| -5|0|-5| 2026-03-07T09:30:15|0|0|2026-03-07T09:30:15 |0|0|");
+    EXPECT_EQ(fileObject(dir), QJsonDocument::fromJson(R"({"two": "2", "word": "true", "n": "-5",
+        "d": "2026-03-07T09:30:15", "Launches": "7", "yes": "1", "no": "0", "e": ""})")
+                                   .object());
 }
 
 TEST(Preferences, RemoveRewritesTheFileEvenForAMissingKey) {
