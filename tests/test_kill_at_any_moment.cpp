@@ -52,12 +52,9 @@ const char *kPreferences = "data/KEOPreferences.json";
         tracker.join();
     } else { // deliver what earlier runs left; look rarely, a reader can fail a delete
         KEOMobile::trackState("Flush", {});
-        for (int i = 0; i < 600; ++i) {
-            std::this_thread::sleep_for(milliseconds(200));
-            if (hitRowsAt(kHitTable) == 0)
-                _exit(0);
-        }
-        _exit(1);
+        const bool delivered =
+            waitFor([] { return hitRowsAt(kHitTable) == 0; }, seconds(120), milliseconds(200));
+        _exit(delivered ? 0 : 1);
     }
     for (;;)
         pause();

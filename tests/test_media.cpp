@@ -6,6 +6,8 @@
 #include <chrono>
 #include <thread>
 
+using namespace std::chrono_literals;
+
 // A case of the table below: its name and script (lines joined by ';'), then what must come of
 // it. "=" lines: the delegate's snapshots without the plain ticks, joined by ", ". "keys" lines:
 // the keys shown of every hit (see hits), '-' when missing. "|" lines: those hits.
@@ -43,11 +45,6 @@ protected:
         configure(false);
         media_script::run("set|delegate|1");
     }
-    template <typename Condition> static bool waitFor(Condition condition, int milliseconds) {
-        for (int waited = 0; !condition() && waited < milliseconds; waited += 20)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return condition();
-    }
     static QStringList seen() {
         std::lock_guard<std::mutex> guard(media_script::seenMutex);
         return media_script::seen;
@@ -74,7 +71,7 @@ protected:
 
 TEST_P(Media, Runs) {
     media_script::run(QString::fromStdString(GetParam().script));
-    EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 6000))
+    EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 6s))
         << "a monitor outlived its item";
     const QString told = seen().filter(QRegExp("^(?!.* MONITOR@)")).join(", ");
     EXPECT_EQ(GetParam().snapshots.empty() ? "" : told.toStdString(), GetParam().snapshots);
@@ -212,7 +209,7 @@ class MediaMonitor : public Media {};
 
 TEST_F(MediaMonitor, TicksWhilePlayingUnderItsNameAndEndsWithTheClose) {
     media_script::run("open|L|100|P;open|R|100|P;start|L|0;start|R|0");
-    ASSERT_TRUE(waitFor([] { return count("L MONITOR") >= 2 && count("R MONITOR") >= 2; }, 3000));
+    ASSERT_TRUE(waitFor([] { return count("L MONITOR") >= 2 && count("R MONITOR") >= 2; }, 3s));
     media_script::run("stop|L|-1");
     const int left = count("L MONITOR"), right = count("R MONITOR");
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
@@ -220,9 +217,9 @@ TEST_F(MediaMonitor, TicksWhilePlayingUnderItsNameAndEndsWithTheClose) {
     EXPECT_GT(count("R MONITOR"), right);
     media_script::run("start|L|-1");
     EXPECT_EQ(KEOMediaItem::activeMonitorCount(), 2) << "play, stop, play starts one thread";
-    EXPECT_TRUE(waitFor([left] { return count("L MONITOR") > left; }, 2000));
+    EXPECT_TRUE(waitFor([left] { return count("L MONITOR") > left; }, 2s));
     media_script::run("close|L;close|R");
     const int told = seen().size();
-    EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 1500));
+    EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 1500ms));
     EXPECT_EQ(seen().size(), told);
 }

@@ -118,7 +118,5 @@ TEST_F(ThreadStress, EveryThreadAtOnceLosesNoHit) {
     EXPECT_EQ(stressHits, expected) << "a hit arrived twice";
     std::printf("stress: %zu hits tracked, %zu received in all\n", expected, server.count());
     // A closed item's monitor notices within its next second.
-    for (int wait = 0; KEOMediaItem::activeMonitorCount() > 0 && wait < 150; ++wait)
-        std::this_thread::sleep_for(milliseconds(20));
-    EXPECT_EQ(KEOMediaItem::activeMonitorCount(), 0);
+    EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, seconds(3)));
 }

@@ -67,8 +67,7 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     char *argv[] = {const_cast<char *>("screenshot"), nullptr};
     QGuiApplication screenshots(argc, argv);
     std::system("openbox --startup \"touch $PWD/wm-ready\" &"); // ends with the display
-    for (int i = 0; i < 100 && !dir.exists("wm-ready"); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    waitFor([&] { return dir.exists("wm-ready"); }, std::chrono::seconds(10));
     start();
     expectHit("pev2=KEOINTERNAL:Lifecycle; a.InstallEvent=InstallEvent; a.Resolution=1024x768");
     expectHit("pageName=Home; example.page.index=1; example.page.visits=1");

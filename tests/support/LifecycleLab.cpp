@@ -39,8 +39,8 @@ void setClock(const QString &when) {
 
 // Waits until the worker has delivered every stored hit; the parent's deadline bounds it.
 void drainHits() {
-    while (hitRowsAt("data/KEOAnalyticsCache.sqlite") > 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    waitFor([] { return hitRowsAt("data/KEOAnalyticsCache.sqlite") <= 0; }, std::chrono::hours(1),
+            std::chrono::milliseconds(10));
 }
 
 // One line per step: the preferences file as the step left it.

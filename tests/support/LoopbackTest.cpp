@@ -1,7 +1,5 @@
 #include "LoopbackTest.h"
 
-#include <thread>
-
 void LoopbackTest::configure(bool offlineEnabled, const QString &extraAnalytics) {
     ASSERT_TRUE(server.start());
     dir.writeConfig(QString::fromStdString(server.baseServer()), offlineEnabled, extraAnalytics);
@@ -10,16 +8,6 @@ void LoopbackTest::configure(bool offlineEnabled, const QString &extraAnalytics)
 std::vector<collector::Hit> LoopbackTest::waitForHits(size_t n, std::chrono::milliseconds timeout) {
     EXPECT_TRUE(server.waitForHits(n, timeout)) << "received " << server.count() << " of " << n;
     return server.hits();
-}
-
-bool LoopbackTest::waitForRows(int n, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (dir.hitRows() == n)
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
 }
 
 collector::Hit hitOf(const std::string &url) {

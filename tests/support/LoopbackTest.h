@@ -18,7 +18,9 @@ protected:
     std::vector<collector::Hit>
     waitForHits(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // Waits until the table holds exactly n rows (0: the queue is empty); false on time-out.
-    bool waitForRows(int n, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    bool waitForRows(int n, std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+        return waitFor([&] { return dir.hitRows() == n; }, timeout);
+    }
 
     WorkDir dir;
     collector::Collector server;

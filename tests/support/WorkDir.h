@@ -6,8 +6,10 @@
 #include <QByteArray>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 class WorkDir {
@@ -48,6 +50,17 @@ int hitRowsAt(const QString &database);
 std::string libraryLines(const std::string &output);
 // How often needle stands in text.
 size_t countOf(const std::string &text, const std::string &needle);
+
+// Polls condition every `every` until it holds (true) or the timeout has passed (false).
+template <typename Condition>
+bool waitFor(Condition condition, std::chrono::milliseconds timeout,
+             std::chrono::milliseconds every = std::chrono::milliseconds(20)) {
+    for (const auto end = std::chrono::steady_clock::now() + timeout; !condition();
+         std::this_thread::sleep_for(every))
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+    return true;
+}
 
 // Runs fn in a forked child, which gets singletons of its own: one process per table row for
 // what the library reads once per process. The child's failures are printed by the child and
