@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <functional>
 #include <string>
@@ -68,17 +70,11 @@ bool waitFor(Condition condition, std::chrono::milliseconds timeout,
 void inChild(const std::function<void()> &fn);
 
 // Runs fn and returns what it wrote on standard error / standard output.
-template <typename Fn> std::string captureStderr(Fn fn);
-template <typename Fn> std::string captureStdout(Fn fn);
-
-#include <gtest/gtest.h>
-
 template <typename Fn> std::string captureStderr(Fn fn) {
     testing::internal::CaptureStderr();
     fn();
     return testing::internal::GetCapturedStderr();
 }
-
 template <typename Fn> std::string captureStdout(Fn fn) {
     testing::internal::CaptureStdout();
     fn();
