@@ -4,6 +4,7 @@
 
 #include <QGuiApplication>
 #include <QPixmap>
+#include <QProcess>
 #include <QScreen>
 
 #include <cstdlib>
@@ -11,13 +12,11 @@
 
 // Runs xdotool; the first line it printed.
 static std::string xdotool(const std::string &args) {
-    char line[64] = "";
-    if (FILE *out = popen(("timeout 20 xdotool " + args + " 2>/dev/null").c_str(), "r")) {
-        if (fgets(line, sizeof line, out) == nullptr)
-            line[0] = '\0';
-        pclose(out);
-    }
-    return std::string(line, strcspn(line, "\n"));
+    QProcess run;
+    run.start("timeout",
+              QStringList{"20", "xdotool"} + QProcess::splitCommand(QString::fromStdString(args)));
+    run.waitForFinished(30000);
+    return run.readLine().trimmed().toStdString();
 }
 
 class WidgetsExample : public LoopbackTest {
@@ -25,7 +24,7 @@ protected:
     // Starts the example in the working directory; its window once it is shown.
     void start() {
         app = popen(KEO_WIDGETS_EXAMPLE, "w");
-        window = xdotool("search --sync --name '^KEO Widgets Example$'");
+        window = xdotool("search --sync --name \"^KEO Widgets Example$\"");
         ASSERT_FALSE(window.empty());
     }
     // Waits for the next hit and checks its pairs ("key=value; ..."): a key with a dot is
