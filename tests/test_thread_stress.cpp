@@ -19,7 +19,8 @@ using namespace std::chrono;
 
 namespace {
 
-// One application thread's reports, in turn, and now and then a change of a shared setting.
+// One application thread's reports, in turn, and now and then a change of a shared setting (an
+// opt-out stops no hit).
 int trackUntil(int thread, steady_clock::time_point deadline) {
     std::mt19937 random(thread * 7919u + 1u);
     int seq = 0;
@@ -41,7 +42,7 @@ int trackUntil(int thread, steady_clock::time_point deadline) {
             KEOMobile::setUserIdentifier(QString("user-%1").arg(thread));
         else if (dice == 1)
             KEOMobile::setPrivacyStatus(random() % 2 ? KEOMobilePrivacyStatusOptIn
-                                                     : KEOMobilePrivacyStatusUnknown);
+                                                     : KEOMobilePrivacyStatusOptOut);
         else if (dice == 2)
             (void)KEOMobile::getUserIdentifier(), (void)KEOMobile::getPrivacyStatus();
         else if (dice == 3)
