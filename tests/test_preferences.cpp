@@ -1,11 +1,13 @@
 // The preferences store: typed values kept as JSON strings, written through on every change,
-// and what a damaged, missing or unwritable file gives.
+// and what a damaged, missing or unwritable file gives, to any value and the visitor identifier.
 #include "KEOSharedPreferences.h"
+#include "KEOStatic.h"
 #include "WorkDir.h"
 
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegExp>
 
 #include <gtest/gtest.h>
 
@@ -81,15 +83,21 @@ TEST(Preferences, DamagedFileCountsAsEmptyAndTheFirstPutReplacesIt) {
     }
 }
 
-TEST(Preferences, WithoutDataDirectoryPutLogsOnceAndServesTheValueRemoveIsSilent) {
+// Without a data directory every put logs its line and the value serves this process, the
+// visitor identifier's included; a remove logs nothing.
+TEST(Preferences, WithoutDataDirectoryPutsLogAndServeTheValueRemoveIsSilent) {
     WorkDir dir;
     QDir(dir.file("data")).removeRecursively();
-    std::string err = captureStderr([] { prefs()->putString("k", "v"); });
-    EXPECT_EQ(countOf(libraryLines(err), "\n"), 1u) << err;
-    EXPECT_EQ(libraryLines(err).rfind("KEOMobile Error: Unable to write JSON Defaults file (", 0),
-              0u);
+    QString aid;
+    const std::string err = libraryLines(captureStderr([&] {
+        prefs()->putString("k", "v");
+        aid = KEOStatic::getServerVisitorID();
+    }));
+    EXPECT_EQ(countOf(err, "KEOMobile Error: Unable to write JSON Defaults file ("), 2u) << err;
+    EXPECT_EQ(countOf(err, "\n"), 2u) << err;
     EXPECT_EQ(prefs()->getString("k"), QString("v"));
-    err = captureStderr([] { prefs()->remove("k"); });
-    EXPECT_EQ(libraryLines(err), "");
+    EXPECT_TRUE(QRegExp("[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}").exactMatch(aid));
+    EXPECT_EQ(KEOStatic::getServerVisitorID(), aid);
+    EXPECT_EQ(libraryLines(captureStderr([] { prefs()->remove("k"); })), "");
     EXPECT_EQ(prefs()->getString("k"), QString(""));
 }
