@@ -192,14 +192,11 @@ TEST_F(Delivery, AgeRuleAtFiveAndSixSecondsAndUnsigned) {
         SCOPED_TRACE(kept);
         server.clear();
         leaveRows(rows);
-        std::vector<std::string> environment =
-            SelfProcess::fakeClock("FAKETIME=2026-06-01 12:00:00");
-        environment.insert(environment.end(), {"TZ=UTC0", "KEO_DELIVERY_CHILD=1"});
-        SelfProcess child(environment);
+        SelfProcess child(SelfProcess::fakeClock("FAKETIME=2026-06-01 12:00:00",
+                                                 {"TZ=UTC0", "KEO_DELIVERY_CHILD=1"}));
         std::vector<std::string> lines;
         child.readUntil(steady_clock::now() + 30s, lines, 1);
-        std::this_thread::sleep_for(1500ms);
-        child.killAndDrain(lines);
+        child.wait(1500); // then killed
         const std::vector<std::string> left = dir.queuedUrls();
         EXPECT_TRUE(left.size() == 1 && var(hitOf(left[0]), "pageName") == kept) << left.size();
         std::map<std::string, int> sent;

@@ -127,11 +127,11 @@ QString LifecycleLab::play(const QString &script) {
         }
         if (steps.isEmpty())
             continue;
-        std::vector<std::string> environment = SelfProcess::fakeClock(
-            "FAKETIME_TIMESTAMP_FILE=" + dir.file("lab-clock").toStdString());
-        environment.insert(environment.end(), {"FAKETIME_NO_CACHE=1", "TZ=" + _zone.toStdString(),
-                                               "KEO_LAB_STEPS=" + steps.join(' ').toStdString()});
-        SelfProcess child(environment, {"--gtest_filter=LabChild.Steps"}, QProcess::MergedChannels);
+        SelfProcess child(
+            SelfProcess::fakeClock("FAKETIME_TIMESTAMP_FILE=" + dir.file("lab-clock").toStdString(),
+                                   {"FAKETIME_NO_CACHE=1", "TZ=" + _zone.toStdString(),
+                                    "KEO_LAB_STEPS=" + steps.join(' ').toStdString()}),
+            {"--gtest_filter=LabChild.Steps"}, QProcess::MergedChannels);
         const int status = child.wait(20000);
         output = child.output();
         EXPECT_TRUE(status < 0 ? run.contains("kill") : status == 0 && !run.contains("kill"))

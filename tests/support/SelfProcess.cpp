@@ -59,11 +59,15 @@ void SelfProcess::report(const std::string &line) {
         _exit(3);
 }
 
-std::vector<std::string> SelfProcess::fakeClock(const std::string &clock) {
+std::vector<std::string> SelfProcess::fakeClock(const std::string &clock,
+                                                const std::vector<std::string> &more) {
     const char *asan = getenv("ASAN_OPTIONS");
     // libfaketime must come before the sanitizer's runtime here, which it accepts when told.
-    return {"LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1", clock,
-            "FAKETIME_DONT_FAKE_MONOTONIC=1",
-            std::string("ASAN_OPTIONS=") + (asan ? std::string(asan) + ":" : "") +
-                "verify_asan_link_order=0"};
+    std::vector<std::string> entries{
+        "LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1", clock,
+        "FAKETIME_DONT_FAKE_MONOTONIC=1",
+        std::string("ASAN_OPTIONS=") + (asan ? std::string(asan) + ":" : "") +
+            "verify_asan_link_order=0"};
+    entries.insert(entries.end(), more.begin(), more.end());
+    return entries;
 }

@@ -34,8 +34,9 @@ public:
     static void report(const std::string &line);
     // Environment entries that put the copy under libfaketime with `clock`, "FAKETIME=<local time
     // of the copy, YYYY-MM-DD hh:mm:ss>" or "FAKETIME_TIMESTAMP_FILE=<path>"; the monotonic clock
-    // stays real, so timers, time-outs and sleeps keep their length.
-    static std::vector<std::string> fakeClock(const std::string &clock);
+    // stays real, so timers, time-outs and sleeps keep their length. More entries follow.
+    static std::vector<std::string> fakeClock(const std::string &clock,
+                                              const std::vector<std::string> &more = {});
 
 private:
     QProcess _process;
