@@ -39,12 +39,6 @@ void SelfProcess::readUntil(steady_clock::time_point deadline, std::vector<std::
     }
 }
 
-void SelfProcess::killAndDrain(std::vector<std::string> &lines) {
-    _process.kill();
-    wait();
-    readUntil(steady_clock::now(), lines);
-}
-
 int SelfProcess::wait(int msecs) {
     if (!_process.waitForFinished(msecs)) {
         _process.kill();

@@ -22,8 +22,6 @@ public:
     // holds that many.
     void readUntil(std::chrono::steady_clock::time_point deadline, std::vector<std::string> &lines,
                    size_t enough = 0);
-    // SIGKILL, then everything the copy reported before it died.
-    void killAndDrain(std::vector<std::string> &lines);
     // Waits for the end, killing the copy after msecs (-1: no limit); the exit status, or -1
     // after a signal.
     int wait(int msecs = -1);
