@@ -30,31 +30,30 @@ TEST(Location, PiecesAccuracyAndTheFirstContainingPoint) {
     struct Case {
         double lat, lon, acc;
         const char *poi;
-        const char *expected; // lat.a|b|c lon.a|b|c acc poi dist
+        const char *expected; // lat.a|b|c|lon.a|b|c|acc|poi|dist
     };
     const Case cases[] = {
-        {37.774929, -122.419416, 12.4, "", "037.7|74|92 -122.4|19|41 12 own <missing>"},
-        {-33.86882, 151.209296, 5, "", "-033.8|68|82 151.2|09|29 5 own <missing>"},
-        {0, 0, 0, "", "000.0|00|00 000.0|00|00 0 own <missing>"},
+        {37.774929, -122.419416, 12.4, "", "037.7|74|92|-122.4|19|41|12|own|<missing>"},
+        {-33.86882, 151.209296, 5, "", "-033.8|68|82|151.2|09|29|5|own|<missing>"},
+        {0, 0, 0, "", "000.0|00|00|000.0|00|00|0|own|<missing>"},
         // 111194.93 m: inside a radius of 111195, outside one of 111194.
-        {0, 1, 3, R"([["east", 0, 0, 111195]])", "000.0|00|00 001.0|00|00 3 east 111195"},
-        {0, 1, 3, R"([["east", 0, 0, 111194]])", "000.0|00|00 001.0|00|00 3 own <missing>"},
-        {90, 0, 3, R"([["south", -90, 0, 3e7]])", "090.0|00|00 000.0|00|00 3 south 20015087"},
+        {0, 1, 3, R"([["east", 0, 0, 111195]])", "000.0|00|00|001.0|00|00|3|east|111195"},
+        {0, 1, 3, R"([["east", 0, 0, 111194]])", "000.0|00|00|001.0|00|00|3|own|<missing>"},
+        {90, 0, 3, R"([["south", -90, 0, 3e7]])", "090.0|00|00|000.0|00|00|3|south|20015087"},
         {0, 0.001, 3, R"([["far", 0, 1, 2e5], ["near", 0, 0, 1e3]])",
-         "000.0|00|00 000.0|01|00 3 far 111084"},
-        {45.5, -73.5, 3, R"([["spot", 45.5, -73.5, 0]])", "045.5|00|00 -073.5|00|00 3 spot 0"},
+         "000.0|00|00|000.0|01|00|3|far|111084"},
+        {45.5, -73.5, 3, R"([["spot", 45.5, -73.5, 0]])", "045.5|00|00|-073.5|00|00|3|spot|0"},
         // A distance that is no number is inside no radius.
         {nan, 2, nan, R"([["everywhere", 0, 0, 1e12]])",
-         "<missing>|  |na 002.0|00|00 nan own <missing>"}};
+         "<missing>|  |na|002.0|00|00|nan|own|<missing>"}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.expected);
         const collector::Hit hit = locate(c.lat, c.lon, c.acc, c.poi);
         ASSERT_TRUE(hit.decoded.wellFormed) << hit.decoded.error;
-        auto loc = [&](const char *key) { return ctx(hit, std::string("a.loc.") + key); };
-        const std::string got = loc("lat.a") + "|" + loc("lat.b") + "|" + loc("lat.c") + " " +
-                                loc("lon.a") + "|" + loc("lon.b") + "|" + loc("lon.c") + " " +
-                                loc("acc") + " " + loc("poi") + " " + loc("dist");
-        EXPECT_EQ(got, c.expected);
+        std::string got;
+        for (const char *key : {"lat.a", "lat.b", "lat.c", "lon.a", "lon.b", "lon.c", "acc", "poi"})
+            got += ctx(hit, std::string("a.loc.") + key) + "|";
+        EXPECT_EQ(got + ctx(hit, "a.loc.dist"), c.expected);
         EXPECT_EQ(ctx(hit, "a.internal") + " " + var(hit, "pev2") + " " + ctx(hit, "own"),
                   "Location KEOINTERNAL:Location kept");
     }
