@@ -138,12 +138,322 @@ void KEOMediaAnalytics::_monitorFinished(KEOMediaItem *item) {
 }
 
 // Runs f when the scope ends, whichever return is taken.
-template <typename F> struct _ScopeExit {
+template <typename F> struct ScopeExit {
     F f;
-    ~_ScopeExit() { f(); }
+    ~ScopeExit() { f(); }
 };
-template <typename F> static _ScopeExit<F> _onScopeExit(F f) {
-    return _ScopeExit<F>{f};
+template <typename F> static ScopeExit<F> onScopeExit(F f) {
+    return ScopeExit<F>{f};
+}
+
+namespace {
+
+// The settings in force for one item, read once at the start of a run: an ad runs on the ad
+// settings, content on the others, and from there on the engine knows no difference.
+struct MediaSettings {
+    double trackSeconds;
+    QString trackMilestones;
+    QString trackOffsetMilestones;
+    bool segmentByMilestones;
+    bool segmentByOffsetMilestones;
+};
+
+// What the steps of one run hand on to each other.
+struct EngineRun {
+    KEOMediaItem *item;
+    KEOMediaState *state;
+    KEOMediaEventType eventType;
+    double offset;
+    // The segment of this event: the item's, until a step below moves it.
+    unsigned int segmentNum;
+    QString segment;
+    // This event sends a hit.
+    bool track;
+};
+
+} // namespace
+
+static MediaSettings settingsFor(const KEOMediaAnalytics &media, bool ad) {
+    if (ad)
+        return {static_cast<double>(media.adTrackSeconds), media.adTrackMilestones,
+                media.adTrackOffsetMilestones, media.adSegmentByMilestones,
+                media.adSegmentByOffsetMilestones};
+    return {static_cast<double>(media.trackSeconds), media.trackMilestones,
+            media.trackOffsetMilestones, media.segmentByMilestones,
+            media.segmentByOffsetMilestones};
+}
+
+// A milestone setting split on its commas. A setting without a comma equals its first part, and
+// is no list: the answer is then false.
+static bool milestoneList(const QString &setting, QStringList *parts) {
+    *parts = setting.split(",");
+    return parts->first().compare(setting) != 0;
+}
+
+// The position of this event, kept in the item with its percent. Without one, play is assumed
+// to have run on in real time since the last event.
+static double resolveOffset(KEOMediaItem *item, double offset, double timeStamp) {
+    if (offset < 0) {
+        if (item->lastEventType == KEOMediaEventTypePlay && item->lastEventTimestamp > 0)
+            offset = timeStamp - item->lastEventTimestamp + item->lastEventOffset;
+        else
+            offset = item->lastEventOffset;
+    }
+    if (item->length > 0)
+        offset = item->length > offset ? offset : item->length;
+    if (offset < 0)
+        offset = 0.0;
+    item->offset = offset;
+    if (item->length > 0) {
+        item->percent = offset / item->length * 100.0;
+        if (item->percent > 100.0)
+            item->percent = 100.0;
+    }
+    if (item->lastEventOffset < 0)
+        item->lastEventOffset = offset;
+    return offset;
+}
+
+// The delegate's view of the event, named before any later step renames it.
+static std::unique_ptr<KEOMediaState> snapshot(const QString &name, const KEOMediaItem *item,
+                                               double offset, KEOMediaEventType eventType) {
+    std::unique_ptr<KEOMediaState> state(new KEOMediaState());
+    state->name = name;
+    state->ad = item->ad;
+    state->length = item->length;
+    state->playerName = item->playerName;
+    state->openTime =
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(item->timestamp * 1000.0)).toLocalTime();
+    state->offset = offset;
+    state->percent = item->percent;
+    state->mediaEvent = _eventName(item->lastTrackOffset, eventType);
+    return state;
+}
+
+// Close, Play and Stop count only as a change of the play state; the rest always count.
+static bool passesGate(KEOMediaEventType eventType, KEOMediaEventType lastEventType) {
+    return eventType > KEOMediaEventTypeStop ||
+           (eventType != lastEventType &&
+            (eventType != KEOMediaEventTypeStop || lastEventType == KEOMediaEventTypePlay));
+}
+
+// Where the crossings since the last hit start: the position of that hit, or after a move back
+// the position of the last event, or the position now.
+static int milestoneFloor(const KEOMediaItem *item, double offset) {
+    int last = _truncated(item->lastTrackOffset);
+    if (last > offset) {
+        last = _truncated(item->lastEventOffset);
+        if (last > offset)
+            last = _truncated(offset);
+    }
+    return last;
+}
+
+// The first percent milestone crossed between last and now fires.
+static void percentMilestone(EngineRun &run, const MediaSettings &settings, int last) {
+    KEOMediaItem *item = run.item;
+    QStringList milestones;
+    if (!(item->length > 0) || !milestoneList(settings.trackMilestones, &milestones) ||
+        last > run.offset)
+        return;
+    for (const QString &entry : milestones) {
+        const int current = entry.toInt(nullptr, 10);
+        if (current > 0 && last / item->length * 100.0 < current && item->percent >= current) {
+            run.track = true;
+            run.state->mediaEvent = EVENT_MILESTONE;
+            run.state->milestone = current;
+            item->lastMilestone = current;
+            return;
+        }
+    }
+}
+
+// The first offset milestone crossed between last and now fires.
+static void offsetMilestone(EngineRun &run, const MediaSettings &settings, int last) {
+    QStringList milestones;
+    if (!milestoneList(settings.trackOffsetMilestones, &milestones) || last > run.offset)
+        return;
+    for (const QString &entry : milestones) {
+        const int current = entry.toInt(nullptr, 10);
+        if (current > 0 && last < current && !(current > run.offset)) {
+            run.track = true;
+            run.state->mediaEvent = EVENT_OFFSET_MILESTONE;
+            run.state->offsetMilestone = current;
+            run.item->lastOffsetMilestone = current;
+            return;
+        }
+    }
+}
+
+// From the second hit on an ordinary event sends nothing unless a step below says so; a
+// milestone is a crossing between the position of the last hit and now.
+static void milestones(EngineRun &run, const MediaSettings &settings) {
+    const KEOMediaItem *item = run.item;
+    if (run.eventType == KEOMediaEventTypeTrack || item->lastTrackOffset < 0)
+        return;
+    run.track = false;
+    if (item->lastTrackOffset == run.offset)
+        return;
+    const int last = milestoneFloor(item, run.offset);
+    percentMilestone(run, settings, last);
+    offsetMilestone(run, settings, last);
+}
+
+// The segment between percent milestones that holds the position, the last one ending at 100.
+static void percentSegment(EngineRun &run, const MediaSettings &settings) {
+    QStringList milestones;
+    if (!milestoneList(settings.trackMilestones, &milestones))
+        return;
+    milestones.append("100");
+    int last = 0;
+    for (int i = 0; i < milestones.count(); i++) {
+        const int current = milestones.at(i).toInt(nullptr, 10);
+        if (current <= 0)
+            continue;
+        if (run.item->percent < current) {
+            run.segmentNum = static_cast<unsigned int>(i + 1);
+            run.segment = QString("M:%1-%2").arg(last).arg(current);
+            return;
+        }
+        last = current;
+    }
+}
+
+// The segment between offset milestones that holds the position, the last one ending at the
+// length, or at "E" when the length is unknown.
+static void offsetSegment(EngineRun &run, const MediaSettings &settings) {
+    QStringList milestones;
+    if (!milestoneList(settings.trackOffsetMilestones, &milestones))
+        return;
+    milestones.append(run.item->length > 0 ? _wholeText(run.item->length) : QString("E"));
+    int last = 0;
+    for (int i = 0; i < milestones.count(); i++) {
+        const QString &entry = milestones.at(i);
+        const int current = entry.toInt(nullptr, 10);
+        if (!(current > 0 || entry == "E"))
+            continue;
+        if (current > run.offset || entry == "E") {
+            run.segmentNum = static_cast<unsigned int>(i + 1);
+            run.segment = QString::asprintf("O:%d-%s", last, entry.toUtf8().constData());
+            return;
+        }
+        last = current;
+    }
+}
+
+// Segments are generated unless the caller names its own. A segment change costs a hit, but
+// the item keeps the old segment until that hit reports the time played in it; only the first
+// segment is taken at once.
+static void segments(EngineRun &run, const MediaSettings &settings) {
+    KEOMediaItem *item = run.item;
+    if (item->segmentGenerated || run.segment.isEmpty()) {
+        if (settings.segmentByMilestones && !settings.trackMilestones.isEmpty() && item->length > 0)
+            percentSegment(run, settings);
+        else if (settings.segmentByOffsetMilestones && !settings.trackOffsetMilestones.isEmpty())
+            offsetSegment(run, settings);
+        if (!run.segment.isEmpty())
+            item->segmentGenerated = true;
+    }
+    if (run.segment.compare(item->segment) != 0) {
+        item->updateSegment = true;
+        if (item->segment.isEmpty()) {
+            item->segmentNum = static_cast<int>(run.segmentNum);
+            item->segment = run.segment;
+        }
+        if (item->lastTrackOffset >= 0)
+            run.track = true;
+    }
+}
+
+// Time played, the session string and the play state, and the seconds timer. Backward moves add
+// no time.
+static void timeAndSession(EngineRun &run, const MediaSettings &settings, double timeStamp) {
+    KEOMediaItem *item = run.item;
+    const KEOMediaEventType eventType = run.eventType;
+    if (eventType > KEOMediaEventTypePlay && item->lastEventOffset < run.offset) {
+        item->timePlayed += run.offset - item->lastEventOffset;
+        item->timePlayedSinceTrack += run.offset - item->lastEventOffset;
+    }
+    if (eventType == KEOMediaEventTypePlay || eventType == KEOMediaEventTypeStop ||
+        (eventType == KEOMediaEventTypeMonitor && item->lastEventType == KEOMediaEventTypeClose)) {
+        item->session = QString("%1%2%3").arg(
+            item->session, eventType == KEOMediaEventTypeStop ? QString("E") : QString("S"),
+            _wholeText(std::floor(run.offset)));
+        item->lastEventType =
+            eventType == KEOMediaEventTypeMonitor ? KEOMediaEventTypePlay : eventType;
+    }
+    if (!run.track && item->lastTrackOffset >= 0 && eventType <= KEOMediaEventTypeMonitor) {
+        const double trackSeconds = settings.trackSeconds > 0 ? settings.trackSeconds : 0.0;
+        if (trackSeconds > 0 && item->timePlayedSinceTrack >= trackSeconds) {
+            run.track = true;
+            run.state->mediaEvent = EVENT_SECONDS;
+        }
+    }
+    item->lastEventTimestamp = timeStamp;
+    item->lastEventOffset = run.offset;
+}
+
+// The end of the media closes the item by itself; a click and a completion each cost a hit.
+static void endClickAndCompletion(EngineRun &run, double completeCloseOffsetThreshold) {
+    KEOMediaItem *item = run.item;
+    if (run.eventType == KEOMediaEventTypeClose ||
+        (run.eventType <= KEOMediaEventTypeMonitor && item->percent >= 100.0)) {
+        if (item->lastEventType != KEOMediaEventTypeStop)
+            item->session = QString("%1E%2").arg(item->session, _wholeText(std::floor(run.offset)));
+        run.eventType = KEOMediaEventTypeClose;
+        run.state->mediaEvent = EVENT_CLOSE;
+    }
+    if (run.eventType == KEOMediaEventTypeClick) {
+        run.state->clicked = true;
+        item->clicked = true;
+        run.track = true;
+    }
+    if (run.eventType == KEOMediaEventTypeComplete ||
+        ((run.eventType == KEOMediaEventTypeClose || item->percent >= 100.0) && item->length > 0 &&
+         !(item->length - completeCloseOffsetThreshold > run.offset))) {
+        run.state->complete = true;
+        item->complete = true;
+        run.track = true;
+    }
+}
+
+// Whether the item has seen this event before, each milestone being an event of its own; and
+// what the delegate sees: the segment of the time played so far.
+static void firstTimeAndTotals(EngineRun &run) {
+    KEOMediaItem *item = run.item;
+    KEOMediaState *state = run.state;
+    QString eventKey = state->mediaEvent;
+    if (eventKey == EVENT_MILESTONE)
+        eventKey = QString("%1_%2").arg(eventKey, _wholeText(state->milestone));
+    else if (eventKey == EVENT_OFFSET_MILESTONE)
+        eventKey = QString("%1_%2").arg(eventKey, _wholeText(state->offsetMilestone));
+    state->eventFirstTime = !item->firstEventList.contains(eventKey);
+    if (state->eventFirstTime)
+        item->firstEventList.insert(eventKey, true);
+    state->timePlayed = item->timePlayed;
+    state->segmentNum = item->segmentNum;
+    state->segment = item->segment;
+    state->segmentLength = item->segmentLength;
+}
+
+// After a hit: a pending segment becomes the item's, and what the hit reported starts again.
+// The hit reported the whole seconds played; the fraction waits for the next one.
+static void afterHit(const EngineRun &run) {
+    KEOMediaItem *item = run.item;
+    if (item->updateSegment) {
+        item->segmentNum = static_cast<int>(run.segmentNum);
+        item->segment = run.segment;
+        item->segmentChanged = true;
+        item->updateSegment = false;
+    } else if (item->timePlayedSinceTrack > 0) {
+        item->segmentChanged = false;
+    }
+    item->session = QString();
+    item->lastMilestone = 0;
+    item->lastOffsetMilestone = 0;
+    item->timePlayedSinceTrack -= std::floor(item->timePlayedSinceTrack);
+    item->lastTrackOffset = run.offset;
+    item->trackCount += 1;
 }
 
 void KEOMediaAnalytics::playerEvent(QString name, KEOMediaEventType eventType,
@@ -151,267 +461,45 @@ void KEOMediaAnalytics::playerEvent(QString name, KEOMediaEventType eventType,
                                     unsigned int segmentNum, QString segment) {
     // One whole run at a time: the items are shared with every monitor thread.
     std::lock_guard<std::recursive_mutex> guard(_eventMutex);
-
-    // Preparation.
     const double timeStamp = KEOStatic::timeSince1970();
-    QStringList milestones;
-    int last = 0;
-    int current = 0;
-    double trackSecondsCopy = trackSeconds;
-    QString trackMilestonesCopy = trackMilestones;
-    QString trackOffsetMilestonesCopy = trackOffsetMilestones;
-    bool segmentByMilestonesCopy = segmentByMilestones;
-    bool segmentByOffsetMilestonesCopy = segmentByOffsetMilestones;
-    bool track = true;
-    bool eventTypeCheck = false;
     name = name.simplified();
-
     KEOMediaItem *mediaItem = mediaItemList.value(name, nullptr);
     if (mediaItem == nullptr)
         return;
     _pin(mediaItem);
-    auto unpin = _onScopeExit([this, mediaItem] { _unpin(mediaItem); });
+    auto unpin = onScopeExit([this, mediaItem] { _unpin(mediaItem); });
+    const MediaSettings settings = settingsFor(*this, mediaItem->ad);
 
-    if (mediaItem->ad) {
-        trackSecondsCopy = adTrackSeconds;
-        trackMilestonesCopy = adTrackMilestones;
-        trackOffsetMilestonesCopy = adTrackOffsetMilestones;
-        segmentByMilestonesCopy = adSegmentByMilestones;
-        segmentByOffsetMilestonesCopy = adSegmentByOffsetMilestones;
-    }
-
-    // Resolving the position: without one, play is assumed to have run on in real time.
-    if (offset < 0) {
-        if (mediaItem->lastEventType == KEOMediaEventTypePlay && mediaItem->lastEventTimestamp > 0)
-            offset = timeStamp - mediaItem->lastEventTimestamp + mediaItem->lastEventOffset;
-        else
-            offset = mediaItem->lastEventOffset;
-    }
-    if (mediaItem->length > 0)
-        offset = mediaItem->length > offset ? offset : mediaItem->length;
-    if (offset < 0)
-        offset = 0.0;
-    mediaItem->offset = offset;
-    if (mediaItem->length > 0) {
-        mediaItem->percent = offset / mediaItem->length * 100.0;
-        if (mediaItem->percent > 100.0)
-            mediaItem->percent = 100.0;
-    }
-    if (mediaItem->lastEventOffset < 0)
-        mediaItem->lastEventOffset = offset;
+    offset = resolveOffset(mediaItem, offset, timeStamp);
     const int trackCount = mediaItem->trackCount;
-
-    // The snapshot. Freed at the end of the run unless a delegate takes it.
-    std::unique_ptr<KEOMediaState> mediaState(new KEOMediaState());
-    mediaState->name = name;
-    mediaState->ad = mediaItem->ad;
-    mediaState->length = mediaItem->length;
-    mediaState->playerName = mediaItem->playerName;
-    mediaState->openTime =
-        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(mediaItem->timestamp * 1000.0))
-            .toLocalTime();
-    mediaState->offset = offset;
-    mediaState->percent = mediaItem->percent;
-    mediaState->mediaEvent = _eventName(mediaItem->lastTrackOffset, eventType);
-
-    // The gate: Close, Play and Stop count only as a change of the play state.
-    if (eventType > KEOMediaEventTypeStop ||
-        (eventType != mediaItem->lastEventType &&
-         (eventType != KEOMediaEventTypeStop || mediaItem->lastEventType == KEOMediaEventTypePlay)))
-        eventTypeCheck = true;
-    if (!eventTypeCheck)
+    // Freed at the end of the run unless a delegate takes it.
+    std::unique_ptr<KEOMediaState> mediaState = snapshot(name, mediaItem, offset, eventType);
+    if (!passesGate(eventType, mediaItem->lastEventType))
         return;
 
+    EngineRun run{mediaItem, mediaState.get(), eventType, offset, segmentNum, segment, true};
     if (segment.isEmpty()) {
-        segmentNum = static_cast<unsigned int>(mediaItem->segmentNum);
-        segment = mediaItem->segment;
+        run.segmentNum = static_cast<unsigned int>(mediaItem->segmentNum);
+        run.segment = mediaItem->segment;
     }
-
-    // A close does no milestone, segment or time work.
+    // A close does no milestone, segment or time work; a seek that comes with a play is never
+    // time played.
     if (eventType != KEOMediaEventTypeClose) {
-        // A seek that comes with a play is never time played.
         if (eventType == KEOMediaEventTypePlay)
             mediaItem->lastEventOffset = offset;
-
-        // Milestones: crossings between the position of the last hit and now.
-        if (eventType != KEOMediaEventTypeTrack && mediaItem->lastTrackOffset >= 0) {
-            track = false;
-            if (mediaItem->lastTrackOffset != offset) {
-                last = _truncated(mediaItem->lastTrackOffset);
-                if (last > offset) {
-                    last = _truncated(mediaItem->lastEventOffset);
-                    if (last > offset)
-                        last = _truncated(offset);
-                }
-                // A setting without a comma equals its first part, and is no list.
-                milestones = trackMilestonesCopy.split(",");
-                if (mediaItem->length > 0 && milestones.first().compare(trackMilestonesCopy) != 0 &&
-                    !(last > offset)) {
-                    for (int i = 0; i < milestones.count(); i++) {
-                        current = milestones.at(i).toInt(nullptr, 10);
-                        if (current > 0 && last / mediaItem->length * 100.0 < current &&
-                            mediaItem->percent >= current) {
-                            track = true;
-                            mediaState->mediaEvent = EVENT_MILESTONE;
-                            mediaState->milestone = current;
-                            mediaItem->lastMilestone = current;
-                            break;
-                        }
-                    }
-                }
-                milestones = trackOffsetMilestonesCopy.split(",");
-                if (milestones.first().compare(trackOffsetMilestonesCopy) != 0 &&
-                    !(last > offset)) {
-                    for (int i = 0; i < milestones.count(); i++) {
-                        current = milestones.at(i).toInt(nullptr, 10);
-                        if (current > 0 && last < current && !(current > offset)) {
-                            track = true;
-                            mediaState->mediaEvent = EVENT_OFFSET_MILESTONE;
-                            mediaState->offsetMilestone = current;
-                            mediaItem->lastOffsetMilestone = current;
-                            break;
-                        }
-                    }
-                }
-            }
-        }
-
-        // Segments, generated unless the caller names its own.
-        if (mediaItem->segmentGenerated || segment.isEmpty()) {
-            if (segmentByMilestonesCopy && !trackMilestonesCopy.isEmpty() &&
-                mediaItem->length > 0) {
-                milestones = trackMilestonesCopy.split(",");
-                if (milestones.first().compare(trackMilestonesCopy) != 0) {
-                    milestones.append("100");
-                    last = 0;
-                    for (int i = 0; i < milestones.count(); i++) {
-                        current = milestones.at(i).toInt(nullptr, 10);
-                        if (current <= 0)
-                            continue;
-                        if (mediaItem->percent < current) {
-                            segmentNum = static_cast<unsigned int>(i + 1);
-                            segment = QString("M:%1-%2").arg(last).arg(current);
-                            break;
-                        }
-                        last = current;
-                    }
-                }
-            } else if (segmentByOffsetMilestonesCopy && !trackOffsetMilestonesCopy.isEmpty()) {
-                milestones = trackOffsetMilestonesCopy.split(",");
-                if (milestones.first().compare(trackOffsetMilestonesCopy) != 0) {
-                    milestones.append(mediaItem->length > 0 ? _wholeText(mediaItem->length)
-                                                            : QString("E"));
-                    last = 0;
-                    for (int i = 0; i < milestones.count(); i++) {
-                        const QString &entry = milestones.at(i);
-                        current = entry.toInt(nullptr, 10);
-                        if (!(current > 0 || entry == "E"))
-                            continue;
-                        if (current > offset || entry == "E") {
-                            segmentNum = static_cast<unsigned int>(i + 1);
-                            segment =
-                                QString::asprintf("O:%d-%s", last, entry.toUtf8().constData());
-                            break;
-                        }
-                        last = current;
-                    }
-                }
-            }
-            if (!segment.isEmpty())
-                mediaItem->segmentGenerated = true;
-        }
-
-        // A segment change costs a hit, but the item keeps the old segment until that hit
-        // reports the time played in it; only the first segment is taken at once.
-        if (segment.compare(mediaItem->segment) != 0) {
-            mediaItem->updateSegment = true;
-            if (mediaItem->segment.isEmpty()) {
-                mediaItem->segmentNum = static_cast<int>(segmentNum);
-                mediaItem->segment = segment;
-            }
-            if (mediaItem->lastTrackOffset >= 0)
-                track = true;
-        }
-
-        // Time played; backward moves add nothing.
-        if (eventType > KEOMediaEventTypePlay && mediaItem->lastEventOffset < offset) {
-            mediaItem->timePlayed += offset - mediaItem->lastEventOffset;
-            mediaItem->timePlayedSinceTrack += offset - mediaItem->lastEventOffset;
-        }
-
-        // The session string and the play state.
-        if (eventType == KEOMediaEventTypePlay || eventType == KEOMediaEventTypeStop ||
-            (eventType == KEOMediaEventTypeMonitor &&
-             mediaItem->lastEventType == KEOMediaEventTypeClose)) {
-            mediaItem->session = QString("%1%2%3").arg(
-                mediaItem->session,
-                eventType == KEOMediaEventTypeStop ? QString("E") : QString("S"),
-                _wholeText(std::floor(offset)));
-            mediaItem->lastEventType =
-                eventType == KEOMediaEventTypeMonitor ? KEOMediaEventTypePlay : eventType;
-        }
-
-        // The seconds timer.
-        if (!track && mediaItem->lastTrackOffset >= 0 && eventType <= KEOMediaEventTypeMonitor) {
-            if (!(trackSecondsCopy > 0))
-                trackSecondsCopy = 0.0;
-            if (trackSecondsCopy > 0 && mediaItem->timePlayedSinceTrack >= trackSecondsCopy) {
-                track = true;
-                mediaState->mediaEvent = EVENT_SECONDS;
-            }
-        }
-
-        mediaItem->lastEventTimestamp = timeStamp;
-        mediaItem->lastEventOffset = offset;
+        milestones(run, settings);
+        segments(run, settings);
+        timeAndSession(run, settings, timeStamp);
     }
+    endClickAndCompletion(run, completeCloseOffsetThreshold);
+    firstTimeAndTotals(run);
 
-    // The end of the media closes the item by itself.
-    if (eventType == KEOMediaEventTypeClose ||
-        (eventType <= KEOMediaEventTypeMonitor && mediaItem->percent >= 100.0)) {
-        if (mediaItem->lastEventType != KEOMediaEventTypeStop)
-            mediaItem->session =
-                QString("%1E%2").arg(mediaItem->session, _wholeText(std::floor(offset)));
-        eventType = KEOMediaEventTypeClose;
-        mediaState->mediaEvent = EVENT_CLOSE;
-    }
-
-    if (eventType == KEOMediaEventTypeClick) {
-        mediaState->clicked = true;
-        mediaItem->clicked = true;
-        track = true;
-    }
-
-    if (eventType == KEOMediaEventTypeComplete ||
-        ((eventType == KEOMediaEventTypeClose || mediaItem->percent >= 100.0) &&
-         mediaItem->length > 0 && !(mediaItem->length - completeCloseOffsetThreshold > offset))) {
-        mediaState->complete = true;
-        mediaItem->complete = true;
-        track = true;
-    }
-
-    // Each milestone is an event of its own for the first-time test.
-    QString eventKey = mediaState->mediaEvent;
-    if (eventKey == EVENT_MILESTONE)
-        eventKey = QString("%1_%2").arg(eventKey, _wholeText(mediaState->milestone));
-    else if (eventKey == EVENT_OFFSET_MILESTONE)
-        eventKey = QString("%1_%2").arg(eventKey, _wholeText(mediaState->offsetMilestone));
-    if (!mediaItem->firstEventList.contains(eventKey)) {
-        mediaState->eventFirstTime = true;
-        mediaItem->firstEventList.insert(eventKey, true);
-    } else {
-        mediaState->eventFirstTime = false;
-    }
-
-    // The delegate sees the segment of the time played so far, and hears before the hit.
-    mediaState->timePlayed = mediaItem->timePlayed;
-    mediaState->segmentNum = mediaItem->segmentNum;
-    mediaState->segment = mediaItem->segment;
-    mediaState->segmentLength = mediaItem->segmentLength;
+    // The delegate hears before the hit, and owns the snapshot from here on.
     const mediaMonitor_func delegate = mediaMeasurementDelegate;
-    if (delegate != nullptr && eventType != KEOMediaEventTypeTrack)
-        delegate(mediaState.release()); // the delegate owns the snapshot from here on
+    if (delegate != nullptr && run.eventType != KEOMediaEventTypeTrack)
+        delegate(mediaState.release());
 
-    if (eventType == KEOMediaEventTypeClose) {
+    if (run.eventType == KEOMediaEventTypeClose) {
         // By name, as the delegate may have put another item there; that one is freed too.
         KEOMediaItem *removed = mediaItemList.take(name);
         mediaItem->stopMonitor();
@@ -420,25 +508,12 @@ void KEOMediaAnalytics::playerEvent(QString name, KEOMediaEventType eventType,
     }
 
     // A delegate's own track() has already sent the hit for this event.
-    if (track && mediaItem->trackCount == trackCount) {
+    if (run.track && mediaItem->trackCount == trackCount) {
+        // The vars first: building the context data marks the view, on which "pe" depends.
         const QHash<QString, QString> mediaVars = buildMediaVars(mediaItem);
         KEOAnalytics::trackInternal(MEDIA_ACTION, buildContextData(mediaItem, additionalData),
                                     mediaVars);
-        if (mediaItem->updateSegment) {
-            mediaItem->segmentNum = static_cast<int>(segmentNum);
-            mediaItem->segment = segment;
-            mediaItem->segmentChanged = true;
-            mediaItem->updateSegment = false;
-        } else if (mediaItem->timePlayedSinceTrack > 0) {
-            mediaItem->segmentChanged = false;
-        }
-        mediaItem->session = QString();
-        mediaItem->lastMilestone = 0;
-        mediaItem->lastOffsetMilestone = 0;
-        // The hit reported the whole seconds; the fraction waits for the next one.
-        mediaItem->timePlayedSinceTrack -= std::floor(mediaItem->timePlayedSinceTrack);
-        mediaItem->lastTrackOffset = offset;
-        mediaItem->trackCount += 1;
+        afterHit(run);
     }
 }
 
@@ -447,6 +522,12 @@ QHash<QString, QString> KEOMediaAnalytics::buildMediaVars(KEOMediaItem *mi) {
     returnVars["pev3"] = mi->ad ? "videoAd" : "video";
     returnVars["pe"] = mi->viewTracked ? "m_i" : "m_s";
     return returnVars;
+}
+
+// The key of a media entry in the form of the item's kind: "a.media.ad.<entry>" for an ad,
+// "a.media.<entry>" for content.
+static QString mediaKey(bool ad, const char *entry) {
+    return QLatin1String(ad ? "a.media.ad." : "a.media.") + QLatin1String(entry);
 }
 
 QHash<QString, QString> KEOMediaAnalytics::buildContextData(KEOMediaItem *mi,
@@ -470,37 +551,33 @@ QHash<QString, QString> KEOMediaAnalytics::buildContextData(KEOMediaItem *mi,
     }
     c["a.contentType"] = ad ? "videoAd" : "video";
     c["a.media.channel"] = channel.value();
-    c[ad ? "a.media.ad.name" : "a.media.name"] = mi->name;
-    c[ad ? "a.media.ad.playerName" : "a.media.playerName"] = mi->playerName;
+    c[mediaKey(ad, "name")] = mi->name;
+    c[mediaKey(ad, "playerName")] = mi->playerName;
     if (mi->length > 0)
-        c[ad ? "a.media.ad.length" : "a.media.length"] = _wholeText(mi->length);
+        c[mediaKey(ad, "length")] = _wholeText(mi->length);
     const int timePlayed = _truncated(std::floor(mi->timePlayedSinceTrack));
     if (timePlayed > 0)
-        c[ad ? "a.media.ad.timePlayed" : "a.media.timePlayed"] = QString::number(timePlayed, 10);
+        c[mediaKey(ad, "timePlayed")] = QString::number(timePlayed, 10);
     if (!mi->viewTracked) {
-        c[ad ? "a.media.ad.view" : "a.media.view"] = "true";
+        c[mediaKey(ad, "view")] = "true";
         mi->viewTracked = true;
     }
     if (!mi->segment.isEmpty()) {
-        c[ad ? "a.media.ad.segmentNum" : "a.media.segmentNum"] =
-            QString::number(mi->segmentNum, 10);
-        c[ad ? "a.media.ad.segment" : "a.media.segment"] = mi->segment;
+        c[mediaKey(ad, "segmentNum")] = QString::number(mi->segmentNum, 10);
+        c[mediaKey(ad, "segment")] = mi->segment;
         if (mi->segmentLength > 0)
-            c[ad ? "a.media.ad.segmentLength" : "a.media.segmentLength"] =
-                _wholeText(mi->segmentLength);
+            c[mediaKey(ad, "segmentLength")] = _wholeText(mi->segmentLength);
         if (mi->segmentChanged && mi->timePlayedSinceTrack > 0)
-            c[ad ? "a.media.ad.segmentView" : "a.media.segmentView"] = "true";
+            c[mediaKey(ad, "segmentView")] = "true";
     }
     if (mi->complete && !mi->completeTracked) {
-        c[ad ? "a.media.ad.complete" : "a.media.complete"] = "true";
+        c[mediaKey(ad, "complete")] = "true";
         mi->completeTracked = true;
     }
     if (mi->lastMilestone > 0)
-        c[ad ? "a.media.ad.milestone" : "a.media.milestone"] =
-            QString::number(mi->lastMilestone, 10);
+        c[mediaKey(ad, "milestone")] = QString::number(mi->lastMilestone, 10);
     if (mi->lastOffsetMilestone > 0)
-        c[ad ? "a.media.ad.offsetMilestone" : "a.media.offsetMilestone"] =
-            QString::number(mi->lastOffsetMilestone, 10);
+        c[mediaKey(ad, "offsetMilestone")] = QString::number(mi->lastOffsetMilestone, 10);
     return c;
 }
 
