@@ -4,9 +4,7 @@
 
 #include <KEOMobile.h>
 #include <desktop/DesktopPlatform.h>
-#if KEO_DEMO_HAS_MEDIA
 #include <KEOMediaAnalytics.h>
-#endif
 
 #include <signal.h>
 #include <spawn.h>
@@ -51,7 +49,6 @@ QHash<QString, QString> data(std::initializer_list<std::pair<QString, QString>> 
     return hash;
 }
 
-#if KEO_DEMO_HAS_MEDIA
 // The delegate is a plain function, so what it reports to lives here, set by the media step.
 struct MediaWatch {
     std::mutex mutex;
@@ -90,7 +87,6 @@ bool waitForClose(const std::string &name, std::chrono::seconds timeout) {
     return mediaWatch.changed.wait_for(lock, timeout,
                                        [&] { return mediaWatch.closed.count(name) > 0; });
 }
-#endif
 
 } // namespace
 
@@ -163,14 +159,10 @@ void DemoScript::run(Step step, const std::string &selfExecutable) {
 }
 
 void DemoScript::launch() {
-#if KEO_DEMO_HAS_LIFECYCLE
     _console.say("KEOMobile::collectLifecycleData(), then the application object emits awake()");
     KEOMobile::collectLifecycleData();
     desktop::emitAwake();
     expect(HitKind::Lifecycle, 1);
-#else
-    _console.warn("skipped: lifecycle measurement is not built yet");
-#endif
 }
 
 void DemoScript::screens() {
@@ -209,7 +201,6 @@ void DemoScript::location() {
 }
 
 void DemoScript::media() {
-#if KEO_DEMO_HAS_MEDIA
     KEOMediaAnalytics *media = KEOMediaAnalytics::sharedInstance();
     {
         std::lock_guard<std::mutex> lock(mediaWatch.mutex);
@@ -249,9 +240,6 @@ void DemoScript::media() {
     media->mediaMeasurementDelegate = nullptr;
     std::lock_guard<std::mutex> lock(mediaWatch.mutex);
     mediaWatch.console = nullptr;
-#else
-    _console.warn("skipped: media measurement is not built yet");
-#endif
 }
 
 void DemoScript::offline() {
@@ -297,7 +285,6 @@ void DemoScript::offline() {
 }
 
 void DemoScript::background() {
-#if KEO_DEMO_HAS_LIFECYCLE
     const long long queuedBefore = readQueue(_dbPath).everQueued;
     _console.say("asleep(): the user switches to another application");
     desktop::emitAsleep();
@@ -315,13 +302,9 @@ void DemoScript::background() {
     }
     _console.say("asleep(): the user leaves the application");
     desktop::emitAsleep();
-#else
-    _console.warn("skipped: lifecycle measurement is not built yet");
-#endif
 }
 
 void DemoScript::relaunch(const std::string &selfExecutable) {
-#if KEO_DEMO_HAS_LIFECYCLE
     const int wait = kDemoSessionTimeout + 2;
     _console.say("waiting " + std::to_string(wait) + " s, longer than the session timeout");
     pause(std::chrono::seconds(wait));
@@ -354,14 +337,9 @@ void DemoScript::relaunch(const std::string &selfExecutable) {
         _console.warn("the second process failed");
         _troubled = true;
     }
-#else
-    (void)selfExecutable;
-    _console.warn("skipped: lifecycle measurement is not built yet");
-#endif
 }
 
 int runSecondProcess(Console &console, const std::string &dbPath) {
-#if KEO_DEMO_HAS_LIFECYCLE
     setDemoDevice();
     console.say("collectLifecycleData(), then awake(): a new launch, with the length of the "
                 "session before");
@@ -380,11 +358,6 @@ int runSecondProcess(Console &console, const std::string &dbPath) {
     console.say("all hits of this process went out; asleep() and exit");
     desktop::emitAsleep();
     return 0;
-#else
-    (void)dbPath;
-    console.warn("skipped: lifecycle measurement is not built yet");
-    return 0;
-#endif
 }
 
 } // namespace keodemo
