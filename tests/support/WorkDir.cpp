@@ -3,7 +3,7 @@
 #include <QDir>
 #include <QFile>
 
-#include <QueueReader.h>
+#include <HitTable.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -71,7 +71,7 @@ void WorkDir::writeDescriptor(const QString &name, const QString &version) const
 }
 
 int hitRowsAt(const QString &database) {
-    return static_cast<int>(keodemo::countQueue(database.toStdString()));
+    return static_cast<int>(hittable::countQueue(database.toStdString()));
 }
 
 int WorkDir::hitRows() const {
@@ -80,8 +80,8 @@ int WorkDir::hitRows() const {
 
 std::vector<std::string> WorkDir::queuedUrls() const {
     std::vector<std::string> urls;
-    for (const keodemo::QueuedHit &row :
-         keodemo::readQueue(file("data/KEOAnalyticsCache.sqlite").toStdString()).rows)
+    for (const hittable::QueuedHit &row :
+         hittable::readQueue(file("data/KEOAnalyticsCache.sqlite").toStdString()).rows)
         urls.push_back(row.url);
     return urls;
 }

@@ -1,6 +1,6 @@
 #include "DemoScript.h"
 
-#include "QueueReader.h"
+#include "QueueReport.h"
 
 #include <KEOMobile.h>
 #include <desktop/DesktopPlatform.h>

@@ -6,7 +6,7 @@
 #include "Console.h"
 #include "DemoScript.h"
 #include "HitView.h"
-#include "QueueReader.h"
+#include "QueueReport.h"
 
 #include <bb/cascades/Application.hpp>
 

@@ -1,6 +1,6 @@
 // keo-queue: what waits in an application's hit table, oldest first, decoded. Read only, so it
 // is safe to run beside the application while hits don't arrive.
-#include "QueueReader.h"
+#include "QueueReport.h"
 
 #include <unistd.h>
 

@@ -1,12 +1,12 @@
-// Read-only view of an application's hit table, for the queue inspector and the demo. It opens
-// its own connection with SQLITE_OPEN_READONLY: the library keeps the database in write-ahead-log
-// mode, so a reader never blocks the running application and never changes a row.
+// Read-only view of an application's hit table, for the queue inspector, the demo and the tests. It
+// opens its own connection with SQLITE_OPEN_READONLY: the library keeps the database in
+// write-ahead-log mode, so a reader never blocks the running application and never changes a row.
 #pragma once
 
 #include <string>
 #include <vector>
 
-namespace keodemo {
+namespace hittable {
 
 // One row of HITS as stored: the identifier orders delivery, the time is when it was queued.
 struct QueuedHit {
@@ -38,12 +38,4 @@ QueueSnapshot readQueue(const std::string &dbPath);
 // Rows in HITS, or -1 when the table can't be read. Cheaper than readQueue for polling.
 long long countQueue(const std::string &dbPath);
 
-// "0s", "42s", "3m 05s", "2h 01m", "4d 03h": an age meant to be read at a glance.
-std::string formatAge(long long seconds);
-
-// The inspector's report on a snapshot taken at `now` (seconds since 1970): a heading line, then
-// for each row its ID, age and the decoded hit (or the raw URL only, with urlsOnly).
-// Colours (ANSI) only when `colour` is true. Any thread.
-std::string formatQueue(const QueueSnapshot &snapshot, long long now, bool colour, bool urlsOnly);
-
-} // namespace keodemo
+} // namespace hittable
