@@ -4,9 +4,6 @@
 
 #include <httplib.h>
 
-#include <arpa/inet.h>
-#include <dirent.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 
@@ -244,7 +241,7 @@ void Collector::stopListening() {
     _server->http.stop();
     // httplib keeps idle keep-alive connections for seconds and its stop() waits for them.
     // Shutting their reading side ends them now, while an answer being written still goes out.
-    shutdownConnections(-1, SHUT_RD);
+    _server->http.shutdownConnections(-1, SHUT_RD);
     _listener.join();
     _server.reset();
     std::lock_guard<std::mutex> lock(_mutex);
@@ -284,7 +281,7 @@ void Collector::handle(Hit hit, int remotePort, int &status) {
     }
     case Fault::CloseConnection:
     case Fault::Refuse: // accepted just before listening stopped: as good as refused
-        shutdownConnections(remotePort, SHUT_RDWR);
+        _server->http.shutdownConnections(remotePort, SHUT_RDWR);
         status = 200; // goes nowhere: the socket is shut
         break;
     }
@@ -371,37 +368,6 @@ bool Collector::nextEvents(EventCursor &cursor, std::string &chunk) {
     if (chunk.empty())
         chunk = ":\n\n"; // a comment line: finds a page that went away within a second
     return true;
-}
-
-// httplib gives handlers no access to their socket, so find the server's side of connections by
-// address among this process's descriptors: local 127.0.0.1:port, connected, and (if asked) from
-// the client's port. An in-process client's own socket has the collector's port as its peer, not
-// as its local port, and so is never touched.
-void Collector::shutdownConnections(int remotePort, int how) const {
-    DIR *dir = opendir("/proc/self/fd");
-    if (!dir)
-        return;
-    const int own = dirfd(dir);
-    const int port = _port.load();
-    while (dirent *entry = readdir(dir)) {
-        char *end = nullptr;
-        const long fd = std::strtol(entry->d_name, &end, 10);
-        if (end == entry->d_name || *end != '\0' || fd == own)
-            continue;
-        sockaddr_in local{};
-        socklen_t length = sizeof(local);
-        if (getsockname(static_cast<int>(fd), reinterpret_cast<sockaddr *>(&local), &length) != 0 ||
-            local.sin_family != AF_INET || ntohs(local.sin_port) != port)
-            continue;
-        sockaddr_in peer{};
-        length = sizeof(peer);
-        if (getpeername(static_cast<int>(fd), reinterpret_cast<sockaddr *>(&peer), &length) != 0)
-            continue; // the listening socket
-        if (remotePort >= 0 && ntohs(peer.sin_port) != remotePort)
-            continue;
-        shutdown(static_cast<int>(fd), how);
-    }
-    closedir(dir);
 }
 
 } // namespace collector

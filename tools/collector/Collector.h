@@ -116,7 +116,6 @@ private:
     // Fills the event stream's next chunk: hits after the cursor, or a keep-alive comment when
     // none came within a second. False once listening stops. On a server thread.
     bool nextEvents(EventCursor &cursor, std::string &chunk);
-    void shutdownConnections(int remotePort, int how) const;
 
     std::atomic<int> _port;
     std::mutex _control; // serialises start, stop and setFault

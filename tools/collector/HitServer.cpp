@@ -181,6 +181,16 @@ HitServer::HitServer() {
 
 // The same keep-alive loop as httplib's own, around a stream that can rewrite request lines.
 bool HitServer::process_and_close_socket(socket_t sock) {
+    sockaddr_storage peer{};
+    socklen_t length = sizeof(peer);
+    std::string ip;
+    int port = -1;
+    if (getpeername(sock, reinterpret_cast<sockaddr *>(&peer), &length) == 0)
+        address(peer, ip, port);
+    {
+        std::lock_guard<std::mutex> lock(_connectionsMutex);
+        _connections[sock] = port;
+    }
     ConnectionStream stream(sock, toMs(read_timeout_sec_, read_timeout_usec_),
                             toMs(write_timeout_sec_, write_timeout_usec_));
     const auto stopping = [this] { return svr_sock_ == INVALID_SOCKET; };
@@ -202,9 +212,20 @@ bool HitServer::process_and_close_socket(socket_t sock) {
         if (!ok || closed)
             break;
     }
+    {
+        std::lock_guard<std::mutex> lock(_connectionsMutex);
+        _connections.erase(sock);
+    }
     shutdown(sock, SHUT_RDWR);
     close(sock);
     return ok;
+}
+
+void HitServer::shutdownConnections(int remotePort, int how) {
+    std::lock_guard<std::mutex> lock(_connectionsMutex);
+    for (const auto &connection : _connections)
+        if (remotePort < 0 || connection.second == remotePort)
+            shutdown(connection.first, how);
 }
 
 } // namespace collector

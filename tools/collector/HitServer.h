@@ -11,6 +11,8 @@
 #include <httplib.h>
 
 #include <cstddef>
+#include <map>
+#include <mutex>
 #include <string>
 
 namespace collector {
@@ -26,10 +28,19 @@ public:
     // listened on by its owner's thread; httplib runs the connections on the pool.
     HitServer();
 
+    // Shuts the given direction (SHUT_RD, SHUT_RDWR) of every open connection, or only of the
+    // connection from remotePort when it is not negative. Any thread.
+    void shutdownConnections(int remotePort, int how);
+
 private:
     // Called by httplib on one of its pool threads for each accepted connection; owns sock and
     // closes it before returning.
     bool process_and_close_socket(socket_t sock) override;
+
+    std::mutex _connectionsMutex;
+    // The open connections' sockets with their clients' ports; a socket leaves before it is
+    // closed, so that its number is never shut after the system has given it to another file.
+    std::map<socket_t, int> _connections;
 };
 
 } // namespace collector
