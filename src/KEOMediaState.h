@@ -15,6 +15,11 @@ public:
     KEOMediaState();
     /// The delegate deletes the snapshot when done with it, on any thread.
     virtual ~KEOMediaState();
+    /// A value: a delegate may copy or move a snapshot before deleting it.
+    KEOMediaState(const KEOMediaState &) = default;
+    KEOMediaState(KEOMediaState &&) = default;
+    KEOMediaState &operator=(const KEOMediaState &) = default;
+    KEOMediaState &operator=(KEOMediaState &&) = default;
 
     /// The item's name, simplified.
     QString name;

@@ -7,6 +7,11 @@ class KEOPointOfInterest {
 public:
     KEOPointOfInterest();
     virtual ~KEOPointOfInterest();
+    // A value: the declared destructor would otherwise leave it without moves.
+    KEOPointOfInterest(const KEOPointOfInterest &) = default;
+    KEOPointOfInterest(KEOPointOfInterest &&) = default;
+    KEOPointOfInterest &operator=(const KEOPointOfInterest &) = default;
+    KEOPointOfInterest &operator=(KEOPointOfInterest &&) = default;
 
     QString name;
     double latitude;

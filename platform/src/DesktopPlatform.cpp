@@ -206,18 +206,6 @@ void setHostRoot(const QString &root) {
     hostRoot = root;
 }
 
-void resetDeviceFacts() {
-    std::lock_guard<std::mutex> lock(factsMutex);
-    hostRoot.clear();
-    deviceNameOverride.reset();
-    osVersionOverride.reset();
-    deviceInfoErrno = 0;
-    carrierOverride.reset();
-    displayOverride.reset();
-    localeOverride.reset();
-    localeFails = false;
-}
-
 bps_event_t *makeGeolocationEvent(double latitude, double longitude, double accuracy,
                                   unsigned int code) {
     return new bps_event_t{GEOLOCATION_DOMAIN, code, latitude, longitude, accuracy};

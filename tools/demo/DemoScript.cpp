@@ -90,10 +90,6 @@ bool waitForClose(const std::string &name, std::chrono::seconds timeout) {
 
 } // namespace
 
-const char *stepWord(Step step) {
-    return kWords[static_cast<int>(step)];
-}
-
 bool stepFromWord(const std::string &word, Step &step) {
     for (int i = 0; i < kStepCount; ++i) {
         if (word == kWords[i]) {

@@ -16,9 +16,8 @@ namespace keodemo {
 enum class Step { Launch, Screens, Location, Media, Offline, Background, Relaunch };
 constexpr int kStepCount = 7;
 
-// "launch", "screens", "location", "media", "offline", "background", "relaunch".
-const char *stepWord(Step step);
-// False for a word that names no step.
+// The step a word names ("launch", "screens", "location", "media", "offline", "background",
+// "relaunch"); false for a word that names no step.
 bool stepFromWord(const std::string &word, Step &step);
 
 // The session timeout the demo configures, short so that a relaunch is seconds away.

@@ -39,8 +39,6 @@ KEOMOBILE_EXPORT void failLocale(bool fail);
 /// For tests: the host's files (DMI, device tree, DRM connectors, os-release) are read under
 /// root instead of "/". Empty: "/" again.
 KEOMOBILE_EXPORT void setHostRoot(const QString &root);
-/// Back to the host's answers, read under "/".
-KEOMOBILE_EXPORT void resetDeviceFacts();
 
 // --- Geolocation --------------------------------------------------------------------------
 /// A geolocation event of the given code. The caller owns it; release with freeEvent().
