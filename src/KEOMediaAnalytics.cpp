@@ -1,6 +1,7 @@
 #include "KEOMediaAnalytics.h"
 
 #include "KEOAnalytics.h"
+#include "KEOMediaItem.h"
 #include "KEOStatic.h"
 
 #include <QDateTime>
@@ -84,6 +85,69 @@ QString KEOMediaTextSetting::value() const {
     return _value;
 }
 
+// What the engine keeps beside the public state: the lock that serialises every report, tick
+// and run, since the items and mediaItemList are shared by the application's thread and every
+// monitor thread; and the items that a run of the engine (or an open walking the list) still
+// reads, with the count of such readers. An item is freed only when it is out of mediaItemList,
+// not pinned here and without a monitor thread.
+struct KEOMediaEngine {
+    explicit KEOMediaEngine(KEOMediaAnalytics &media) : media(media) {}
+    void pin(KEOMediaItem *item);
+    void unpin(KEOMediaItem *item);
+    void release(KEOMediaItem *item);
+    void monitorTick(KEOMediaItem *item);
+    void monitorFinished(KEOMediaItem *item);
+
+    KEOMediaAnalytics &media;
+    std::recursive_mutex eventMutex;
+    QHash<KEOMediaItem *, int> pinned;
+};
+
+void KEOMediaEngine::pin(KEOMediaItem *item) {
+    pinned[item] += 1;
+}
+
+void KEOMediaEngine::unpin(KEOMediaItem *item) {
+    if (--pinned[item] <= 0)
+        pinned.remove(item);
+    release(item);
+}
+
+// Items used to live to the end of the process; each is freed instead once it has left
+// mediaItemList and neither a run of the engine nor its monitor thread can still read it.
+void KEOMediaEngine::release(KEOMediaItem *item) {
+    if (item == nullptr || pinned.contains(item) ||
+        media.mediaItemList.value(item->name, nullptr) == item)
+        return;
+    // Out of the list and not playing it never ticks again: end its monitor, or both live forever.
+    if (item->monitorThreadActive && item->lastEventType != KEOMediaEventTypePlay)
+        item->stopMonitor();
+    if (item->monitorThreadActive)
+        return;
+    delete item;
+}
+
+void KEOMediaEngine::monitorTick(KEOMediaItem *item) {
+    std::lock_guard<std::recursive_mutex> guard(eventMutex);
+    if (!item->cancelMonitorThread && item->lastEventType == KEOMediaEventTypePlay)
+        media.playerEvent(QString(item->name), KEOMediaEventTypeMonitor, QHash<QString, QString>(),
+                          -1.0, 0, QString());
+}
+
+void KEOMediaEngine::monitorFinished(KEOMediaItem *item) {
+    std::lock_guard<std::recursive_mutex> guard(eventMutex);
+    item->monitorThreadActive = false;
+    release(item);
+}
+
+void KEOMediaMonitorAccess::tick(KEOMediaAnalytics *m, KEOMediaItem *item) {
+    m->_engine->monitorTick(item);
+}
+
+void KEOMediaMonitorAccess::finish(KEOMediaAnalytics *m, KEOMediaItem *item) {
+    m->_engine->monitorFinished(item);
+}
+
 KEOMediaAnalytics *KEOMediaAnalytics::sharedInstance() {
     if (_sharedInstance != nullptr)
         return _sharedInstance;
@@ -96,46 +160,10 @@ KEOMediaAnalytics *KEOMediaAnalytics::sharedInstance() {
 KEOMediaAnalytics::KEOMediaAnalytics()
     : completeCloseOffsetThreshold(1.0), mediaMeasurementDelegate(nullptr), trackSeconds(0),
       segmentByMilestones(false), segmentByOffsetMilestones(false), adTrackSeconds(0),
-      adSegmentByMilestones(false), adSegmentByOffsetMilestones(false) {}
+      adSegmentByMilestones(false), adSegmentByOffsetMilestones(false),
+      _engine(new KEOMediaEngine(*this)) {}
 
 KEOMediaAnalytics::~KEOMediaAnalytics() {}
-
-void KEOMediaAnalytics::_pin(KEOMediaItem *item) {
-    _pinned[item] += 1;
-}
-
-void KEOMediaAnalytics::_unpin(KEOMediaItem *item) {
-    if (--_pinned[item] <= 0)
-        _pinned.remove(item);
-    _release(item);
-}
-
-// Items used to live to the end of the process; each is freed instead once it has left
-// mediaItemList and neither a run of the engine nor its monitor thread can still read it.
-void KEOMediaAnalytics::_release(KEOMediaItem *item) {
-    if (item == nullptr || _pinned.contains(item) ||
-        mediaItemList.value(item->name, nullptr) == item)
-        return;
-    // Out of the list and not playing it never ticks again: end its monitor, or both live forever.
-    if (item->monitorThreadActive && item->lastEventType != KEOMediaEventTypePlay)
-        item->stopMonitor();
-    if (item->monitorThreadActive)
-        return;
-    delete item;
-}
-
-void KEOMediaAnalytics::_monitorTick(KEOMediaItem *item) {
-    std::lock_guard<std::recursive_mutex> guard(_eventMutex);
-    if (!item->cancelMonitorThread && item->lastEventType == KEOMediaEventTypePlay)
-        playerEvent(QString(item->name), KEOMediaEventTypeMonitor, QHash<QString, QString>(), -1.0,
-                    0, QString());
-}
-
-void KEOMediaAnalytics::_monitorFinished(KEOMediaItem *item) {
-    std::lock_guard<std::recursive_mutex> guard(_eventMutex);
-    item->monitorThreadActive = false;
-    _release(item);
-}
 
 // Runs f when the scope ends, whichever return is taken.
 template <typename F> struct ScopeExit {
@@ -460,14 +488,14 @@ void KEOMediaAnalytics::playerEvent(QString name, KEOMediaEventType eventType,
                                     QHash<QString, QString> additionalData, double offset,
                                     unsigned int segmentNum, QString segment) {
     // One whole run at a time: the items are shared with every monitor thread.
-    std::lock_guard<std::recursive_mutex> guard(_eventMutex);
+    std::lock_guard<std::recursive_mutex> guard(_engine->eventMutex);
     const double timeStamp = KEOStatic::timeSince1970();
     name = name.simplified();
     KEOMediaItem *mediaItem = mediaItemList.value(name, nullptr);
     if (mediaItem == nullptr)
         return;
-    _pin(mediaItem);
-    auto unpin = onScopeExit([this, mediaItem] { _unpin(mediaItem); });
+    _engine->pin(mediaItem);
+    auto unpin = onScopeExit([this, mediaItem] { _engine->unpin(mediaItem); });
     const MediaSettings settings = settingsFor(*this, mediaItem->ad);
 
     offset = resolveOffset(mediaItem, offset, timeStamp);
@@ -504,7 +532,7 @@ void KEOMediaAnalytics::playerEvent(QString name, KEOMediaEventType eventType,
         KEOMediaItem *removed = mediaItemList.take(name);
         mediaItem->stopMonitor();
         if (removed != nullptr && removed != mediaItem)
-            _release(removed);
+            _engine->release(removed);
     }
 
     // A delegate's own track() has already sent the hit for this event.
@@ -582,7 +610,7 @@ QHash<QString, QString> KEOMediaAnalytics::buildContextData(KEOMediaItem *mi,
 }
 
 void KEOMediaAnalytics::open(QString name, double length, QString playerName, QString playerID) {
-    std::lock_guard<std::recursive_mutex> guard(_eventMutex);
+    std::lock_guard<std::recursive_mutex> guard(_engine->eventMutex);
     // Tested before simplification: a name of blanks passes and is stored empty.
     if (playerName.isEmpty())
         playerName = DEFAULT_PLAYER_NAME;
@@ -600,7 +628,7 @@ void KEOMediaAnalytics::open(QString name, double length, QString playerName, QS
     if (!playerID.isEmpty()) {
         const QHash<QString, KEOMediaItem *> items = mediaItemList;
         for (KEOMediaItem *item : items)
-            _pin(item);
+            _engine->pin(item);
         QHashIterator<QString, KEOMediaItem *> it(items);
         while (it.hasNext()) {
             it.next();
@@ -608,7 +636,7 @@ void KEOMediaAnalytics::open(QString name, double length, QString playerName, QS
                 close(it.key());
         }
         for (KEOMediaItem *item : items)
-            _unpin(item);
+            _engine->unpin(item);
     }
 
     KEOMediaItem *item = new KEOMediaItem();
@@ -620,12 +648,12 @@ void KEOMediaAnalytics::open(QString name, double length, QString playerName, QS
     // An item that the engine refused to close is displaced here, and freed.
     KEOMediaItem *displaced = mediaItemList.value(name, nullptr);
     mediaItemList.insert(name, item);
-    _release(displaced);
+    _engine->release(displaced);
 }
 
 void KEOMediaAnalytics::openAd(QString name, double length, QString playerName, QString parentName,
                                QString parentPod, double parentPodPosition, QString CPM) {
-    std::lock_guard<std::recursive_mutex> guard(_eventMutex);
+    std::lock_guard<std::recursive_mutex> guard(_engine->eventMutex);
     name = name.simplified();
     open(name, length, playerName, QString());
     KEOMediaItem *item = mediaItemList.value(name, nullptr);
@@ -643,7 +671,7 @@ void KEOMediaAnalytics::close(QString name) {
 }
 
 void KEOMediaAnalytics::play(QString name, double offset) {
-    std::lock_guard<std::recursive_mutex> guard(_eventMutex);
+    std::lock_guard<std::recursive_mutex> guard(_engine->eventMutex);
     playerEvent(name, KEOMediaEventTypePlay, QHash<QString, QString>(), offset, 0, QString());
     // A name that isn't open (any more) has no item to monitor: nothing happens.
     KEOMediaItem *item = mediaItemList.value(name.simplified(), nullptr);

@@ -11,7 +11,6 @@
 /// not block waiting for another thread that reports media: that thread waits for the delegate.
 #include "KEOMobileExport.h"
 
-#include "KEOMediaItem.h"
 #include "KEOMediaSharedHeader.h"
 #include "KEOMediaState.h"
 
@@ -19,7 +18,11 @@
 #include <QString>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
+
+class KEOMediaItem;
+struct KEOMediaEngine;
 
 /// A text setting that the application assigns on its thread while monitor threads read it;
 /// the lock makes each assignment and each read whole. Assign and read from any thread; the
@@ -113,6 +116,7 @@ public:
                      QString segment);
 
 private:
+    friend struct KEOMediaEngine;
     friend struct KEOMediaMonitorAccess;
 
     KEOMediaAnalytics();
@@ -121,19 +125,7 @@ private:
     QHash<QString, QString> buildMediaVars(KEOMediaItem *mi);
     QHash<QString, QString> buildContextData(KEOMediaItem *mi, QHash<QString, QString> trackVars);
 
-    void _monitorTick(KEOMediaItem *item);
-    void _monitorFinished(KEOMediaItem *item);
-    void _pin(KEOMediaItem *item);
-    void _unpin(KEOMediaItem *item);
-    void _release(KEOMediaItem *item);
-
     QHash<QString, KEOMediaItem *> mediaItemList;
-
-    // Serialises every report, tick and engine run: the items and mediaItemList are shared by
-    // the application's thread and every monitor thread.
-    std::recursive_mutex _eventMutex;
-    // Items that a run of the engine (or an open walking the list) still reads, with the count
-    // of such readers; an item is freed only when it is out of mediaItemList, not in here and
-    // without a monitor thread.
-    QHash<KEOMediaItem *, int> _pinned;
+    // The engine's lock and its bookkeeping of the items that runs still read.
+    std::unique_ptr<KEOMediaEngine> _engine;
 };

@@ -8,12 +8,6 @@
 
 static std::atomic<int> _activeMonitors(0);
 
-// The monitor thread's way into the engine's private lock and bookkeeping.
-struct KEOMediaMonitorAccess {
-    static void tick(KEOMediaAnalytics *m, KEOMediaItem *item) { m->_monitorTick(item); }
-    static void finish(KEOMediaAnalytics *m, KEOMediaItem *item) { m->_monitorFinished(item); }
-};
-
 // length and m are given by open; updateSegment starts true, which merely confirms the first
 // segment at the first hit.
 KEOMediaItem::KEOMediaItem()

@@ -11,6 +11,14 @@
 #include <atomic>
 
 class KEOMediaAnalytics;
+class KEOMediaItem;
+
+// The monitor thread's way into the engine's private lock and bookkeeping; defined with the
+// engine.
+struct KEOMediaMonitorAccess {
+    static void tick(KEOMediaAnalytics *m, KEOMediaItem *item);
+    static void finish(KEOMediaAnalytics *m, KEOMediaItem *item);
+};
 
 class KEOMediaItem {
 public:

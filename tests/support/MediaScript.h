@@ -11,6 +11,7 @@
 //   delegate|EVENT|report  from now on the delegate makes the report (on its snapshot's own item
 //                          if it names none) for each snapshot named EVENT, or any if empty
 #include "KEOMediaAnalytics.h"
+#include "KEOMediaItem.h"
 
 #include <QSet>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #pragma once
 /// \file
-/// Desktop stand-in for the platform's base services. Plain C calls, thread-safe.
-#include <KEOMobileExport.h>
+/// Desktop stand-in for the platform's base services. Plain C calls, thread-safe, made by the
+/// library only: the shared library does not export them.
 
 #ifdef __cplusplus
 extern "C" {
@@ -17,12 +17,12 @@ extern "C" {
 typedef struct bps_event_t bps_event_t;
 
 /// Releases memory handed out by a platform call; null is allowed.
-KEOMOBILE_EXPORT void bps_free(void *ptr);
+void bps_free(void *ptr);
 
 /// Domain of an event; 0 for a null event. The caller keeps the event.
-KEOMOBILE_EXPORT int bps_event_get_domain(bps_event_t *event);
+int bps_event_get_domain(bps_event_t *event);
 /// Code of an event, such as GEOLOCATION_INFO; 0 for a null event. The caller keeps the event.
-KEOMOBILE_EXPORT unsigned int bps_event_get_code(bps_event_t *event);
+unsigned int bps_event_get_code(bps_event_t *event);
 
 #ifdef __cplusplus
 }

@@ -16,13 +16,13 @@ enum {
 };
 
 /// The domain that geolocation events carry.
-KEOMOBILE_EXPORT int geolocation_get_domain(void);
+int geolocation_get_domain(void);
 /// Latitude of a position event, in degrees; 0 for a null event.
-KEOMOBILE_EXPORT double geolocation_event_get_latitude(bps_event_t *event);
+double geolocation_event_get_latitude(bps_event_t *event);
 /// Longitude of a position event, in degrees; 0 for a null event.
-KEOMOBILE_EXPORT double geolocation_event_get_longitude(bps_event_t *event);
+double geolocation_event_get_longitude(bps_event_t *event);
 /// Horizontal accuracy of a position event, in metres; 0 for a null event.
-KEOMOBILE_EXPORT double geolocation_event_get_accuracy(bps_event_t *event);
+double geolocation_event_get_accuracy(bps_event_t *event);
 
 #ifdef __cplusplus
 }

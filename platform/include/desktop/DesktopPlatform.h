@@ -8,7 +8,7 @@
 ///
 /// Without a setter, each fact is the host's own, as its user would recognise it: see
 /// bb/device/HardwareInfo.hpp, DisplayInfo.hpp and bps/deviceinfo.h.
-#include <KEOMobileExport.h>
+#include <desktop/PlatformExport.h>
 
 #include <QSize>
 #include <QString>
@@ -20,45 +20,45 @@ namespace desktop {
 // --- Device facts -------------------------------------------------------------------------
 /// Model name answered by bb::device::HardwareInfo::deviceName(). Host: DMI product name,
 /// device-tree model, or kernel name and machine.
-KEOMOBILE_EXPORT void setDeviceName(const QString &name);
+DESKTOP_PLATFORM_EXPORT void setDeviceName(const QString &name);
 /// Text answered by deviceinfo_details_get_device_os_version(). Host: os-release's name and
 /// version, such as "Debian GNU/Linux 12".
-KEOMOBILE_EXPORT void setOsVersion(const QString &version);
+DESKTOP_PLATFORM_EXPORT void setOsVersion(const QString &version);
 /// Makes deviceinfo_get_details() fail with BPS_FAILURE and this errno (0 to succeed again).
-KEOMOBILE_EXPORT void failDeviceInfo(int errnoValue);
+DESKTOP_PLATFORM_EXPORT void failDeviceInfo(int errnoValue);
 /// Carrier answered by bb::device::CellularNetworkInfo::name(). Host: empty (no cellular).
-KEOMOBILE_EXPORT void setCarrierName(const QString &name);
+DESKTOP_PLATFORM_EXPORT void setCarrierName(const QString &name);
 /// Size answered by bb::device::DisplayInfo::pixelSize(). Host: the GUI application's primary
 /// screen, else a connected display's preferred mode, else 0x0.
-KEOMOBILE_EXPORT void setDisplaySize(const QSize &size);
+DESKTOP_PLATFORM_EXPORT void setDisplaySize(const QSize &size);
 /// Text answered by locale_get_locale(), such as "fr_CA". Host: the process's language from
 /// LC_ALL, LC_MESSAGES or LANG, without codeset or modifier ("C" and "POSIX" fail).
-KEOMOBILE_EXPORT void setLocale(const QString &locale);
+DESKTOP_PLATFORM_EXPORT void setLocale(const QString &locale);
 /// Makes locale_get_locale() fail (true) or answer again (false).
-KEOMOBILE_EXPORT void failLocale(bool fail);
+DESKTOP_PLATFORM_EXPORT void failLocale(bool fail);
 /// For tests: the host's files (DMI, device tree, DRM connectors, os-release) are read under
 /// root instead of "/". Empty: "/" again.
-KEOMOBILE_EXPORT void setHostRoot(const QString &root);
+DESKTOP_PLATFORM_EXPORT void setHostRoot(const QString &root);
 
 // --- Geolocation --------------------------------------------------------------------------
 /// A geolocation event of the given code. The caller owns it; release with freeEvent().
-KEOMOBILE_EXPORT bps_event_t *makeGeolocationEvent(double latitude, double longitude,
-                                                   double accuracy,
-                                                   unsigned int code = 0x01 /* GEOLOCATION_INFO */);
+DESKTOP_PLATFORM_EXPORT bps_event_t *
+makeGeolocationEvent(double latitude, double longitude, double accuracy,
+                     unsigned int code = 0x01 /* GEOLOCATION_INFO */);
 /// An event of any domain and code, for example of a domain other than geolocation's.
-KEOMOBILE_EXPORT bps_event_t *makeEvent(int domain, unsigned int code);
+DESKTOP_PLATFORM_EXPORT bps_event_t *makeEvent(int domain, unsigned int code);
 /// Releases an event made above; null is allowed.
-KEOMOBILE_EXPORT void freeEvent(bps_event_t *event);
+DESKTOP_PLATFORM_EXPORT void freeEvent(bps_event_t *event);
 /// A domain that is not geolocation's.
-KEOMOBILE_EXPORT int otherDomain();
+DESKTOP_PLATFORM_EXPORT int otherDomain();
 
 // --- Application state --------------------------------------------------------------------
 /// Emit awake() / asleep() of bb::cascades::Application::instance() on the calling thread, as
 /// they are: for hosts without a user interface and for tests (a GUI host's own state emits
 /// them by itself; see bb/cascades/Application.hpp). Return false when no application object
 /// exists.
-KEOMOBILE_EXPORT bool emitAwake();
+DESKTOP_PLATFORM_EXPORT bool emitAwake();
 /// The counterpart of emitAwake(), for asleep(); the same rules.
-KEOMOBILE_EXPORT bool emitAsleep();
+DESKTOP_PLATFORM_EXPORT bool emitAsleep();
 
 } // namespace desktop

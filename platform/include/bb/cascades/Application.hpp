@@ -25,7 +25,7 @@
 ///   included; aboutToQuit still ends with asleep() after an awake().
 ///
 /// The platform links Qt Core only: the host's GUI signals and properties are reached by name.
-#include <KEOMobileExport.h>
+#include <desktop/PlatformExport.h>
 
 #include <QCoreApplication>
 
@@ -37,7 +37,7 @@ namespace cascades {
 
 /// The application object: one per process, found through instance(); see this file's text
 /// for who makes it and when its signals come.
-class KEOMOBILE_EXPORT Application : public QObject {
+class DESKTOP_PLATFORM_EXPORT Application : public QObject {
     Q_OBJECT
 public:
     /// For a host without a user interface: makes the QCoreApplication (or, when the host has
