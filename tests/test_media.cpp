@@ -103,6 +103,9 @@ BothMilestonesAreOnTheHitTheyCausedOnlyAndTheOffsetOneNamesIt
 OffsetMilestoneFiresOnceAtItsCrossing
   set|offsetMilestones|20,40;open|M|100|P;play|M|0;tick|M|1|25
   = M OPEN@0, M OFFSET_MILESTONE@20 o20 t20
+OneOffsetMilestoneIsNoListAndMovesBackAddNoTime
+  set|offsetMilestones|20;open|M|100|P;play|M|0;tick|M|1|25;stop|M|5;click|M|3
+  = M OPEN@0, M STOP@5 t25, M CLICK@3 t25 clicked
 FirstEventThatIsNoPlayOpensTheItemAndCountsFromItsStart
   open|M|100|P;click|M|5;close|M;tick|M|8;stop|M|8;close|M
   = M OPEN@5 t5 clicked, M STOP@8 t8, M CLOSE@8 t8
