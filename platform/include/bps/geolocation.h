@@ -2,7 +2,8 @@
 /// \file
 /// Desktop stand-in for geolocation events. Events are made by
 /// desktop::makeGeolocationEvent() and desktop::makeEvent(); the readers below only read the
-/// event, which the caller keeps. Thread-safe.
+/// event, which the caller keeps. Thread-safe. The library reads events with them; the shared
+/// library does not export them, and a host needs only the event codes.
 #include <bps/bps.h>
 #ifdef __cplusplus
 extern "C" {
