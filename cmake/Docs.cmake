@@ -10,9 +10,8 @@ if(NOT DOXYGEN_FOUND)
 endif()
 
 get_target_property(KEOMOBILE_HEADERS keomobile HEADER_SET)
-# A media item is the engine's own record, in the set only because the engine's header
-# names it; "Application" only includes Application.hpp.
-list(FILTER KEOMOBILE_HEADERS EXCLUDE REGEX "/(KEOMediaItem\\.h|Application)$")
+# "Application" only includes Application.hpp.
+list(FILTER KEOMOBILE_HEADERS EXCLUDE REGEX "/Application$")
 set(DOXYGEN_PROJECT_NAME KEOMobile)
 set(DOXYGEN_PROJECT_BRIEF "Measurement library for native applications")
 set(DOXYGEN_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/docs)
@@ -25,7 +24,7 @@ set(DOXYGEN_STRIP_FROM_INC_PATH ${DOXYGEN_STRIP_FROM_PATH})
 set(DOXYGEN_SHOW_INCLUDE_FILES YES)
 set(DOXYGEN_ENABLE_PREPROCESSING YES)
 set(DOXYGEN_MACRO_EXPANSION YES)
-set(DOXYGEN_PREDEFINED KEOMOBILE_EXPORT= __cplusplus)
+set(DOXYGEN_PREDEFINED KEOMOBILE_EXPORT= DESKTOP_PLATFORM_EXPORT= __cplusplus)
 set(DOXYGEN_EXCLUDE_SYMBOLS QT_* Q_*)
 set(DOXYGEN_HIDE_FRIEND_COMPOUNDS YES)
 # A public declaration without a comment fails the target.

@@ -15,10 +15,13 @@ public:
     KEOMediaState();
     /// The delegate deletes the snapshot when done with it, on any thread.
     virtual ~KEOMediaState();
-    /// A value: a delegate may copy or move a snapshot before deleting it.
+    /// A copy: a delegate may keep a snapshot's value and delete the snapshot.
     KEOMediaState(const KEOMediaState &) = default;
+    /// As the copy, taking the text fields over.
     KEOMediaState(KEOMediaState &&) = default;
+    /// Assigns a copy.
     KEOMediaState &operator=(const KEOMediaState &) = default;
+    /// Assigns, taking the text fields over.
     KEOMediaState &operator=(KEOMediaState &&) = default;
 
     /// The item's name, simplified.
