@@ -65,6 +65,13 @@ void writePreferences(int id) {
 }
 
 int runChild(const std::string &role, int id) {
+    if (role == "idle") { // one hit, delivered, then nothing more of its own
+        KEOMobile::trackState("Idle", {{"seq", "idle"}});
+        waitFor([] { return hitRowsAt(kHitTable) == 0; }, seconds(30));
+        SelfProcess::report("idle");
+        for (;;)
+            pause();
+    }
     if (role == "track")
         trackAndDeliver(id);
     else if (role == "prefs")
@@ -119,6 +126,23 @@ TEST_F(SharedData, ThreeProcessesLoseNoHitAndSendNoneTwice) {
     EXPECT_EQ(dir.hitRows(), 0);
 }
 
+// A process that ends in the middle of its delivery leaves its rows to one that is still running
+// but tracks nothing more: they arrive without a hit of its.
+TEST_F(SharedData, RowsOfAnEndedProcessAreDeliveredByAnIdleOne) {
+    configure(true);
+    SelfProcess idle({"KEO_SHARED_CHILD=idle"});
+    std::vector<std::string> lines;
+    idle.readUntil(steady_clock::now() + seconds(30), lines, 1);
+    ASSERT_EQ(lines, std::vector<std::string>{"idle"});
+    auto copies = startTogether("track", 1); // copy 0: ends as soon as it has tracked
+    EXPECT_EQ(copies[0]->wait(30000), 0);
+    const int left = dir.hitRows();
+    waitForHits(1 + kHitsEach, seconds(30));
+    printf("rows left by the ended process: %d\n", left);
+    EXPECT_GT(left, 0);
+    EXPECT_TRUE(waitForRows(0));
+}
+
 // Three first runs at once, ten times over in fresh directories: one identifier per installation.
 TEST(SharedVisitorId, FirstRunsStartedTogetherShareOneIdentifier) {
     for (int round = 0; round < 10; ++round) {
@@ -161,7 +185,7 @@ TEST_F(SharedData, TwoWritersKeepEachOthersKeysAndEveryLaunch) {
 
 int main(int argc, char **argv) {
     if (const char *role = getenv("KEO_SHARED_CHILD"))
-        return runChild(role, atoi(getenv("KEO_SHARED_ID")));
+        return runChild(role, getenv("KEO_SHARED_ID") ? atoi(getenv("KEO_SHARED_ID")) : 0);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
