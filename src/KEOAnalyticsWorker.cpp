@@ -80,13 +80,17 @@ static void _bringOnline();
 // can't be made: a process then delivers as if it were alone.
 static QByteArray _deliveryLockPath;
 
-// Opens the lock file and waits until no other worker holds it; -1 without a lock file. Each
-// run opens the file anew, which is what wakes the other processes' standbys.
+// Opens the lock file and waits until no other worker holds it; -1 without a lock file. A run
+// that has the lock writes one byte to the file, which wakes the standbys of every process only
+// once the lock is taken, so that each of them waits for the end of that run.
 static int _lockDelivery() {
     if (_deliveryLockPath.isEmpty())
         return -1;
     const int lock = open(_deliveryLockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     while (lock >= 0 && flock(lock, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    if (lock >= 0 && pwrite(lock, "1", 1, 0) < 0) {
+        // a file that takes no write still locks; only the standbys stay asleep
     }
     return lock;
 }
@@ -328,22 +332,21 @@ static void _bringOnline() {
 
 // The standby of a process that shares data/ with others: rows that another process's worker
 // leaves behind when that process ends or is killed are delivered from here, without waiting for
-// this process's next hit. It sleeps until some worker opens the lock file to start a run, waits
-// for that run to end, and starts a worker here if rows are left. Its own descriptor stays open
-// for its whole life, so its own locking wakes no one.
+// this process's next hit. It sleeps until a worker that has the lock marks the file, waits for
+// that run to end, and starts a worker here if rows are left.
 static void *_standbyRunner(void *) {
     const int watch = inotify_init1(IN_CLOEXEC);
     const int lock = open(_deliveryLockPath.constData(), O_RDWR | O_CLOEXEC);
     if (watch < 0 || lock < 0 ||
-        inotify_add_watch(watch, _deliveryLockPath.constData(), IN_OPEN) < 0) {
+        inotify_add_watch(watch, _deliveryLockPath.constData(), IN_MODIFY) < 0) {
         close(watch);
         close(lock);
         return nullptr;
     }
     alignas(inotify_event) char events[4096];
     for (;;) {
-        // A run that opened the file after the watch began is either over once the lock is
-        // ours, or it sees every row; a run that opens it later wakes the read below.
+        // A run that marked the file after the watch began is over once the lock is ours; a
+        // run that marks it later wakes the read below.
         while (flock(lock, LOCK_EX) != 0 && errno == EINTR) {
         }
         flock(lock, LOCK_UN);
