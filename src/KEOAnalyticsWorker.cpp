@@ -76,17 +76,18 @@ static void _bringOnline();
 
 // Several processes of one application may share data/: one worker at a time, across all of
 // them, delivers from the table, holding an advisory lock on this file beside the database for
-// its whole run, pauses included, so that no row is sent by two of them. Empty when the file
-// can't be made: a process then delivers as if it were alone.
-static QByteArray _deliveryLockPath;
+// its whole run, pauses included, so that no row is sent by two of them. Null when the file
+// can't be made: a process then delivers as if it were alone. Set once before any worker starts,
+// and never freed: workers read it while the exit handlers run.
+static const char *_deliveryLockPath = nullptr;
 
 // Opens the lock file and waits until no other worker holds it; -1 without a lock file. A run
 // that has the lock writes one byte to the file, which wakes the standbys of every process only
 // once the lock is taken, so that each of them waits for the end of that run.
 static int _lockDelivery() {
-    if (_deliveryLockPath.isEmpty())
+    if (_deliveryLockPath == nullptr)
         return -1;
-    const int lock = open(_deliveryLockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    const int lock = open(_deliveryLockPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     while (lock >= 0 && flock(lock, LOCK_EX) != 0 && errno == EINTR) {
     }
     if (lock >= 0 && pwrite(lock, "1", 1, 0) < 0) {
@@ -168,7 +169,7 @@ static void _createDB() {
         const int lock = open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
         if (lock >= 0) {
             close(lock);
-            _deliveryLockPath = lockPath;
+            _deliveryLockPath = strdup(lockPath.constData());
         }
     }
     pthread_mutex_unlock(&_dbMutex);
@@ -336,9 +337,8 @@ static void _bringOnline() {
 // that run to end, and starts a worker here if rows are left.
 static void *_standbyRunner(void *) {
     const int watch = inotify_init1(IN_CLOEXEC);
-    const int lock = open(_deliveryLockPath.constData(), O_RDWR | O_CLOEXEC);
-    if (watch < 0 || lock < 0 ||
-        inotify_add_watch(watch, _deliveryLockPath.constData(), IN_MODIFY) < 0) {
+    const int lock = open(_deliveryLockPath, O_RDWR | O_CLOEXEC);
+    if (watch < 0 || lock < 0 || inotify_add_watch(watch, _deliveryLockPath, IN_MODIFY) < 0) {
         close(watch);
         close(lock);
         return nullptr;
@@ -386,7 +386,7 @@ KEOAnalyticsWorker::KEOAnalyticsWorker() {
     atexit(_holdSendsAtExit);
     _createDB();
     pthread_t standby;
-    if (!_deliveryLockPath.isEmpty())
+    if (_deliveryLockPath != nullptr)
         startDetached(&standby, _standbyRunner);
     _bringOnline();
 }
