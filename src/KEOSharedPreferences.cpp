@@ -5,6 +5,7 @@
 #include <bb/data/JsonDataAccess>
 
 #include <QDebug>
+#include <QFile>
 #include <QMap>
 
 #include <atomic>
@@ -32,8 +33,9 @@ KEOSharedPreferences::Hold::Hold() {
     if (_holdDepth++ > 0)
         return;
     KEOSharedPreferences *store = sharedInstance();
-    if (_lockFile < 0) // no data directory yet: the file can't be shared either
-        _lockFile = open((*store->_filePath + ".lock").toUtf8().constData(),
+    // Without a working directory or a data directory (yet), the file can't be shared either.
+    if (_lockFile < 0 && !store->_filePath->isEmpty())
+        _lockFile = open(QFile::encodeName(*store->_filePath + ".lock").constData(),
                          O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     while (_lockFile >= 0 && flock(_lockFile, LOCK_EX) != 0 && errno == EINTR) {
     }
