@@ -10,7 +10,7 @@ packages=(
   cmake ninja-build g++ pkg-config
   qtbase5-dev libcurl4-openssl-dev libsqlite3-dev libxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev
-  faketime libfaketime sqlite3
+  faketime libfaketime sqlite3 openssl
   clang-14 libclang-rt-14-dev
   chromium chromium-driver python3-selenium
   dpkg-dev file

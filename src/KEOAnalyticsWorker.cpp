@@ -10,6 +10,7 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +19,10 @@
 #include <mutex>
 #include <pthread.h>
 #include <unistd.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
 
 static const char *KEOGAUGE_OFFLINE_HITCACHE = "KEOAnalyticsCache.sqlite";
 static const unsigned int TIMESTAMP_DISABLED_WAIT_THRESHOLD = 5;
@@ -69,6 +74,28 @@ static void _holdSendsAtExit() {
 
 static void _bringOnline();
 
+// Several processes of one application may share data/: one worker at a time, across all of
+// them, delivers from the table, holding an advisory lock on this file beside the database for
+// its whole run, pauses included, so that no row is sent by two of them. Null when the file
+// can't be made: a process then delivers as if it were alone. Set once before any worker starts,
+// and never freed: workers read it while the exit handlers run.
+static const char *_deliveryLockPath = nullptr;
+
+// Opens the lock file and waits until no other worker holds it; -1 without a lock file. A run
+// that has the lock writes one byte to the file, which wakes the standbys of every process only
+// once the lock is taken, so that each of them waits for the end of that run.
+static int _lockDelivery() {
+    if (_deliveryLockPath == nullptr)
+        return -1;
+    const int lock = open(_deliveryLockPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    while (lock >= 0 && flock(lock, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    if (lock >= 0 && pwrite(lock, "1", 1, 0) < 0) {
+        // a file that takes no write still locks; only the standbys stay asleep
+    }
+    return lock;
+}
+
 // Replaces SQLite's own checkpoint after each commit of _offlineDB; runs with _dbMutex held.
 static int walCommitted(void *, sqlite3 *db, const char *, int frames) {
     _walFrames.store(frames, std::memory_order_relaxed);
@@ -106,10 +133,18 @@ static void _createDB() {
     char *error = nullptr;
     if (cwd == nullptr || sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
         KEOStatic::logError("Analytics - Unable to open database (%s)", dbPath.constData());
-    } else if (sqlite3_exec(_offlineDB,
-                            "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY "
-                            "AUTOINCREMENT, URL TEXT, TIMESTAMP INTEGER)",
-                            nullptr, nullptr, &error) != 0) {
+        pthread_mutex_unlock(&_dbMutex);
+        return;
+    }
+    // Nothing may fail for another process's lock, neither the table's creation and the
+    // statements here nor an insert later, which would lose its hit: each waits for the lock
+    // instead. Nothing in this process takes the write lock against _offlineDB: inserts and
+    // deletes both run on it, one at a time under _dbMutex, and checkpoints are passive.
+    sqlite3_busy_timeout(_offlineDB, 10000);
+    if (sqlite3_exec(_offlineDB,
+                     "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY "
+                     "AUTOINCREMENT, URL TEXT, TIMESTAMP INTEGER)",
+                     nullptr, nullptr, &error) != 0) {
         KEOStatic::logError("Analytics - unable to create SQLITE database (%s)", error);
         sqlite3_free(error);
     } else {
@@ -117,11 +152,6 @@ static void _createDB() {
         // survives any kill of the process, and a power cut never corrupts the database.
         sqlite3_exec(_offlineDB, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
         sqlite3_exec(_offlineDB, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
-        // An insert must never fail for a lock, since that loses its hit. Nothing in this
-        // process takes the write lock against _offlineDB: inserts and deletes both run on it,
-        // one at a time under _dbMutex, and checkpoints are passive. Only another process that
-        // writes to the file can hold it; the insert then waits for it rather than fail.
-        sqlite3_busy_timeout(_offlineDB, 10000);
         sqlite3_wal_hook(_offlineDB, walCommitted, nullptr);
         if (sqlite3_open(dbPath.constData(), &_checkpointDB) == SQLITE_OK)
             sqlite3_exec(_checkpointDB, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
@@ -135,6 +165,12 @@ static void _createDB() {
                                "SELECT id, url, timestamp FROM hits ORDER BY id ASC LIMIT 1", -1,
                                &_preparedSelectStatement, nullptr) != SQLITE_OK)
             KEOStatic::logError("Analytics - Can't prep SQL statement for select function");
+        const QByteArray lockPath = dbPath + ".lock";
+        const int lock = open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (lock >= 0) {
+            close(lock);
+            _deliveryLockPath = strdup(lockPath.constData());
+        }
     }
     pthread_mutex_unlock(&_dbMutex);
 }
@@ -205,6 +241,7 @@ static void *_workerThreadRunner(void *) {
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, 10L);
 
     for (;;) {
+        const int deliveryLock = _lockDelivery();
         for (;;) {
             char *url = nullptr;
             char *identifier = nullptr;
@@ -217,9 +254,10 @@ static void *_workerThreadRunner(void *) {
             }
             memset(errorMessage, 0, 1024);
             curl_easy_setopt(curl, CURLOPT_URL, url);
+            // Held until the hit is dealt with: an exit then never leaves a delivered row behind
+            // for another process sharing the table to send again.
             _sendMutex.lock();
             const CURLcode curl_res = curl_easy_perform(curl);
-            _sendMutex.unlock();
 
             const uint32_t stamped = static_cast<uint32_t>(atol(timestamp));
             const uint32_t threshold = static_cast<uint32_t>(KEOStatic::timeSince1970() -
@@ -227,6 +265,7 @@ static void *_workerThreadRunner(void *) {
             if (!KEOMobileConfig::sharedInstance()->getOfflineTrackingEnabled() &&
                 stamped < threshold) {
                 _deleteHit(identifier);
+                _sendMutex.unlock();
                 // Freed here too, so that flushing old rows costs no memory.
                 free(url);
                 free(identifier);
@@ -245,6 +284,7 @@ static void *_workerThreadRunner(void *) {
                         _deleteHit(identifier);
                 }
             }
+            _sendMutex.unlock();
             free(url);
             free(identifier);
             free(timestamp);
@@ -252,6 +292,8 @@ static void *_workerThreadRunner(void *) {
             if (delay > 0)
                 sleep(static_cast<unsigned int>(delay));
         }
+        if (deliveryLock >= 0)
+            close(deliveryLock); // another process's worker may go on from here
         _bgThreadActive.store(false);
         // A hit queued between the last empty select and the line above started no worker;
         // take the flag back for it rather than leave it for the next queue.
@@ -271,17 +313,54 @@ static void *_workerThreadRunner(void *) {
     pthread_exit(nullptr);
 }
 
+// Detached: a finished thread leaves nothing to reap.
+static bool startDetached(pthread_t *thread, void *(*body)(void *)) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    const bool started = pthread_create(thread, &attributes, body, nullptr) == 0;
+    pthread_attr_destroy(&attributes);
+    return started;
+}
+
 static void _bringOnline() {
     bool expected = false;
     if (!_bgThreadActive.compare_exchange_strong(expected, true))
         return;
-    // Detached: a finished worker leaves nothing to reap.
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    if (pthread_create(&_workerThread, &attributes, _workerThreadRunner, nullptr) != 0)
+    if (!startDetached(&_workerThread, _workerThreadRunner))
         _bgThreadActive.store(false); // the next queue tries again
-    pthread_attr_destroy(&attributes);
+}
+
+// The standby of a process that shares data/ with others: rows that another process's worker
+// leaves behind when that process ends or is killed are delivered from here, without waiting for
+// this process's next hit. It sleeps until a worker that has the lock marks the file, waits for
+// that run to end, and starts a worker here if rows are left.
+static void *_standbyRunner(void *) {
+    const int watch = inotify_init1(IN_CLOEXEC);
+    const int lock = open(_deliveryLockPath, O_RDWR | O_CLOEXEC);
+    if (watch < 0 || lock < 0 || inotify_add_watch(watch, _deliveryLockPath, IN_MODIFY) < 0) {
+        close(watch);
+        close(lock);
+        return nullptr;
+    }
+    alignas(inotify_event) char events[4096];
+    for (;;) {
+        // A run that marked the file after the watch began is over once the lock is ours; a
+        // run that marks it later wakes the read below.
+        while (flock(lock, LOCK_EX) != 0 && errno == EINTR) {
+        }
+        flock(lock, LOCK_UN);
+        if (hasWaitingHit())
+            _bringOnline();
+        ssize_t got;
+        while ((got = read(watch, events, sizeof(events))) < 0 && errno == EINTR) {
+        }
+        if (got <= 0)
+            break; // the watch is gone; this process delivers as if it were alone
+    }
+    close(watch);
+    close(lock);
+    return nullptr;
 }
 
 KEOAnalyticsWorker *KEOAnalyticsWorker::sharedInstance() {
@@ -306,6 +385,9 @@ KEOAnalyticsWorker::KEOAnalyticsWorker() {
     curl_global_init(CURL_GLOBAL_DEFAULT);
     atexit(_holdSendsAtExit);
     _createDB();
+    pthread_t standby;
+    if (_deliveryLockPath != nullptr)
+        startDetached(&standby, _standbyRunner);
     _bringOnline();
 }
 

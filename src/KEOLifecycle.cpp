@@ -111,6 +111,8 @@ static void _addUpgradeData(QHash<QString, QString> *data, QDateTime date, QStri
     }
 
     if (upgradeDate.isValid()) {
+        // Counted on the file as the other processes sharing it left it: no launch is lost.
+        KEOSharedPreferences::Hold hold;
         const long launchesAfterUpgradeCount =
             prefs->getLong(DEFAULTS_KEY_LAUNCHESAFTERUPGRADE) + 1;
         data->insert(DATA_LAUNCHESUPGRADE, QString::number(launchesAfterUpgradeCount, 10));
@@ -121,6 +123,8 @@ static void _addUpgradeData(QHash<QString, QString> *data, QDateTime date, QStri
 static void _addLifecycleGenericData(QHash<QString, QString> *data, QDateTime date,
                                      QString appName) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
+    // Counted on the file as the other processes sharing it left it: no launch is lost.
+    KEOSharedPreferences::Hold hold;
     const long launches = prefs->getLong(DEFAULTS_KEY_LAUNCHES) + 1;
     data->insert(EVENT_LAUNCH, "LaunchEvent");
     data->insert(DATA_LAUNCHES, QString::number(launches, 10));

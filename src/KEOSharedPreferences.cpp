@@ -5,9 +5,15 @@
 #include <bb/data/JsonDataAccess>
 
 #include <QDebug>
+#include <QFile>
 #include <QMap>
 
 #include <atomic>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 std::mutex KEOSharedPreferences::_jsonMutex;
 
@@ -15,7 +21,53 @@ namespace {
 // Atomic so that a thread that sees the pointer also sees the constructed object.
 std::atomic<KEOSharedPreferences *> _sharedInstance{nullptr};
 std::mutex _instanceMutex;
+
+// This process's holds: the outermost takes the file lock, the nested ones only count.
+std::recursive_mutex _holdMutex;
+int _holdDepth = 0; // under _holdMutex
+int _lockFile = -1; // under _holdMutex; open for the process's life once made
 } // namespace
+
+KEOSharedPreferences::Hold::Hold() {
+    _holdMutex.lock();
+    if (_holdDepth++ > 0)
+        return;
+    KEOSharedPreferences *store = sharedInstance();
+    // Without a working directory or a data directory (yet), the file can't be shared either.
+    if (_lockFile < 0 && !store->_filePath->isEmpty())
+        _lockFile = open(QFile::encodeName(*store->_filePath + ".lock").constData(),
+                         O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    while (_lockFile >= 0 && flock(_lockFile, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    store->reload();
+}
+
+KEOSharedPreferences::Hold::~Hold() {
+    if (--_holdDepth == 0 && _lockFile >= 0)
+        flock(_lockFile, LOCK_UN);
+    _holdMutex.unlock();
+}
+
+void KEOSharedPreferences::reload() {
+    bb::data::JsonDataAccess jda;
+    // What isn't a readable object counts as empty, as at construction.
+    QMap<QString, QVariant> map = jda.load(*_filePath).toMap();
+    std::lock_guard<std::mutex> locker(_jsonMutex);
+    for (auto change = _unsaved.cbegin(); change != _unsaved.cend(); ++change) {
+        if (change.value().isValid())
+            map[change.key()] = change.value();
+        else
+            map.remove(change.key());
+    }
+    _jsonData->setValue(map);
+}
+
+void KEOSharedPreferences::noteSaved(bool saved, const QString &key, const QVariant &value) {
+    if (saved)
+        _unsaved.clear(); // the file holds all of them now
+    else
+        _unsaved[key] = value;
+}
 
 KEOSharedPreferences *KEOSharedPreferences::sharedInstance() {
     KEOSharedPreferences *instance = _sharedInstance.load(std::memory_order_acquire);
@@ -47,12 +99,14 @@ KEOSharedPreferences::~KEOSharedPreferences() {
 }
 
 void KEOSharedPreferences::putString(QString key, QString value) {
+    Hold hold;
     std::lock_guard<std::mutex> locker(_jsonMutex);
     QMap<QString, QVariant> map = _jsonData->toMap();
     map[key] = QVariant(value);
     _jsonData->setValue(map);
     bb::data::JsonDataAccess jda;
     jda.save(*_jsonData, *_filePath);
+    noteSaved(!jda.hasError(), key, QVariant(value));
     if (jda.hasError()) {
         const QByteArray message = jda.error().errorMessage().toUtf8();
         KEOStatic::logError("Unable to write JSON Defaults file (%s)", message.constData());
@@ -90,10 +144,12 @@ QDateTime KEOSharedPreferences::getDateTime(QString key) {
 }
 
 void KEOSharedPreferences::remove(QString key) {
+    Hold hold;
     std::lock_guard<std::mutex> locker(_jsonMutex);
     QMap<QString, QVariant> map = _jsonData->toMap();
     map.remove(key);
     _jsonData->setValue(map);
     bb::data::JsonDataAccess jda;
     jda.save(*_jsonData, *_filePath);
+    noteSaved(!jda.hasError(), key, QVariant());
 }

@@ -312,6 +312,9 @@ QString KEOStatic::getApplicationVersion() {
 // Visitor identifier
 
 static void initServerVID() {
+    // One identifier per installation, also when several processes make their first hit at
+    // once: the one that comes second reads what the first stored.
+    KEOSharedPreferences::Hold hold;
     _aid = KEOSharedPreferences::sharedInstance()->getString("aid");
     if (!_aid.isEmpty())
         return;
