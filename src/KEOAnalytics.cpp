@@ -76,7 +76,7 @@ static void trackRequest(QHash<QString, QString> data, QHash<QString, QString> v
     url.reserve(_baseURLUtf8.size() + 512);
     url += _baseURLUtf8;
     url += "/s";
-    appendDecimal(url, qrand() % 100000000);
+    appendDecimal(url, KEOStatic::qrandDraw() % 100000000);
     url += "?AQB=1&ndh=1";
     if (!KEOStatic::appendQueryString(url, mutableVars, mutableData)) {
         // Text of a gigabyte or more: no table could take it.
@@ -150,10 +150,8 @@ void KEOAnalytics::trackLocation(bps_event_t *geoEvent, QHash<QString, QString> 
     const double lon = geolocation_event_get_longitude(geoEvent);
     const double acc = geolocation_event_get_accuracy(geoEvent);
 
-    QString latString;
-    latString.sprintf("% 011.6f", lat);
-    QString lonString;
-    lonString.sprintf("% 011.6f", lon);
+    const QString latString = QString::asprintf("% 011.6f", lat);
+    const QString lonString = QString::asprintf("% 011.6f", lon);
 
     QHash<QString, QString> mutableData = data;
     mutableData["a.loc.lat.a"] = latString.left(6).trimmed();
@@ -162,8 +160,7 @@ void KEOAnalytics::trackLocation(bps_event_t *geoEvent, QHash<QString, QString> 
     mutableData["a.loc.lon.a"] = lonString.left(6).trimmed();
     mutableData["a.loc.lon.b"] = lonString.mid(6, 2);
     mutableData["a.loc.lon.c"] = lonString.mid(8, 2);
-    QString accString;
-    accString.sprintf("%.0f", acc);
+    const QString accString = QString::asprintf("%.0f", acc);
     mutableData["a.loc.acc"] = accString;
 
     const QList<KEOPointOfInterest> points =
@@ -173,8 +170,7 @@ void KEOAnalytics::trackLocation(bps_event_t *geoEvent, QHash<QString, QString> 
         // Inclusive; a distance that is not a number matches nothing.
         if (point.radius >= distance) {
             mutableData["a.loc.poi"] = point.name;
-            QString distString;
-            distString.sprintf("%.0f", distance);
+            const QString distString = QString::asprintf("%.0f", distance);
             mutableData["a.loc.dist"] = distString;
             break;
         }

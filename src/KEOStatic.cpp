@@ -26,6 +26,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <ctime>
 #include <fcntl.h>
 #include <pthread.h>
@@ -311,6 +312,25 @@ QString KEOStatic::getApplicationVersion() {
 // ---------------------------------------------------------------------------------------
 // Visitor identifier
 
+// QString's QRegExp overloads, which Qt 6 keeps in QRegExp itself (Qt 5 Compatibility); Qt 5's
+// remove(QRegExp) is a replace by nothing.
+static void replaceAll(QString &text, const QRegExp &rx, const QString &after) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    text = rx.replaceIn(text, after);
+#else
+    text.replace(rx, after);
+#endif
+}
+
+int KEOStatic::qrandDraw() {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    thread_local std::minstd_rand generator; // Qt 5's: one per thread, never seeded
+    return static_cast<int>(generator());
+#else
+    return qrand();
+#endif
+}
+
 static void initServerVID() {
     // One identifier per installation, also when several processes make their first hit at
     // once: the one that comes second reads what the first stored.
@@ -319,7 +339,7 @@ static void initServerVID() {
     if (!_aid.isEmpty())
         return;
     QString uuid = QUuid::createUuid().toString();
-    uuid.remove(QRegExp("[-{}]", Qt::CaseSensitive, QRegExp::RegExp));
+    replaceAll(uuid, QRegExp("[-{}]", Qt::CaseSensitive, QRegExp::RegExp), QString());
     uuid = uuid.toUpper();
     if (uuid.length() != 32) {
         KEOStatic::logError("Unable to create visitor ID(generated uuid was only %d characters)",
@@ -328,11 +348,11 @@ static void initServerVID() {
     }
     // The two halves take differently ranged leading digits.
     QString left = uuid.left(16);
-    const QString leftDigit = QString::number(qrand() % 8);
-    left.replace(QRegExp("^[89A-F]", Qt::CaseSensitive, QRegExp::RegExp), leftDigit);
+    const QString leftDigit = QString::number(KEOStatic::qrandDraw() % 8);
+    replaceAll(left, QRegExp("^[89A-F]", Qt::CaseSensitive, QRegExp::RegExp), leftDigit);
     QString right = uuid.right(16);
-    const QString rightDigit = QString::number(qrand() % 4);
-    right.replace(QRegExp("^[4-9A-F]", Qt::CaseSensitive, QRegExp::RegExp), rightDigit);
+    const QString rightDigit = QString::number(KEOStatic::qrandDraw() % 4);
+    replaceAll(right, QRegExp("^[4-9A-F]", Qt::CaseSensitive, QRegExp::RegExp), rightDigit);
     _aid = QString("%1-%2").arg(left, right);
     KEOSharedPreferences::sharedInstance()->putString("aid", _aid);
 }
@@ -367,9 +387,10 @@ QString KEOStatic::cleanContextDataKey(QString value) {
     QString fixedString = value;
     // One pass over the original text: dots that only become leading or trailing through
     // this removal stay.
-    fixedString.remove(
-        QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp));
-    fixedString.replace(QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
+    replaceAll(fixedString,
+               QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp),
+               QString());
+    replaceAll(fixedString, QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
     return fixedString;
 }
 
@@ -405,7 +426,7 @@ QHash<QString, KEOContextData *> *KEOStatic::translateContextData(QHash<QString,
     QHashIterator<QString, QString> it(cleanHash);
     while (it.hasNext()) {
         it.next();
-        const QStringList parts = it.key().split(".", QString::KeepEmptyParts, Qt::CaseSensitive);
+        const QStringList parts = it.key().split(".", Qt::KeepEmptyParts, Qt::CaseSensitive);
         RecursiveAddValue(it.value(), tempContextData, parts, 0);
     }
     return tempContextData;

@@ -44,6 +44,9 @@ public:
 
     // The anonymous visitor identifier, made at the first hit and kept for good.
     static QString getServerVisitorID();
+    // The next number of qrand()'s unseeded sequence on the calling thread. Qt 6 has no qrand;
+    // there the same numbers come in the same order from the generator behind Qt 5's.
+    static int qrandDraw();
 
     // Context data keys reduced to letters, digits and single inner dots.
     static QString cleanContextDataKey(QString value);

@@ -11,6 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <thread>
+
 namespace {
 
 const QRegExp kForm("[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}");
@@ -41,4 +44,15 @@ TEST(VisitorId, EachInstallationGetsANewIdentifierOfTheFormThatLaterRunsKeep) {
         inChild([&] { EXPECT_EQ(KEOStatic::getServerVisitorID(), aid); });
         EXPECT_EQ(dir.read(kFile), file);
     }
+}
+
+// The visitor identifier's digits and each hit's random number come from qrand()'s unseeded
+// sequence, one per thread; Qt 6 builds draw the same numbers from the same generator.
+TEST(VisitorId, DrawsFollowTheUnseededPerThreadSequenceOfQt5) {
+    for (int thread = 0; thread < 2; ++thread)
+        std::thread([] {
+            std::minstd_rand qt5;
+            for (int i = 0; i < 1000; ++i)
+                ASSERT_EQ(KEOStatic::qrandDraw(), static_cast<int>(qt5())) << "draw " << i;
+        }).join();
 }
