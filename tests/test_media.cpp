@@ -103,6 +103,10 @@ BothMilestonesAreOnTheHitTheyCausedOnlyAndTheOffsetOneNamesIt
 OffsetMilestoneFiresOnceAtItsCrossing
   set|offsetMilestones|20,40;open|M|100|P;play|M|0;tick|M|1|25
   = M OPEN@0, M OFFSET_MILESTONE@20 o20 t20
+SegmentsStartOffForAdsAndAnEndAtALengthOfOneIsNoSegment
+  set|adOffsetMilestones|5,10;ad|A|20|P|M||1|;play|A|6;set|offsetMilestones|1,-5
+  set|segmentByOffsetMilestones|1;open|L|1|P;play|L|1
+  = A OPEN@6 ad, L CLOSE@1 complete
 OneOffsetMilestoneIsNoListAndMovesBackAddNoTime
   set|offsetMilestones|20;open|M|100|P;play|M|0;tick|M|1|25;stop|M|5;click|M|3
   = M OPEN@0, M STOP@5 t25, M CLICK@3 t25 clicked
