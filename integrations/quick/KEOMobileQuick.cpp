@@ -1,0 +1,71 @@
+#include "KEOMobileQuick.h"
+
+#include <QJSValueIterator>
+#include <QVariant>
+
+namespace {
+
+void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QJSValue &object) {
+    for (QJSValueIterator it(object); it.hasNext();) {
+        it.next();
+        const QJSValue value = it.value();
+        const QString key = prefix + it.name();
+        if (value.isNull() || value.isUndefined())
+            continue;
+        if (value.isString())
+            flat.insert(key, value.toString());
+        else if (value.isObject() && !value.isDate() && !value.isRegExp() && !value.isCallable() &&
+                 !value.isQObject() && !value.isVariant())
+            flattenInto(flat, key + QLatin1Char('.'), value);
+        else
+            flat.insert(key, value.toVariant().toString());
+    }
+}
+
+} // namespace
+
+QHash<QString, QString> KEOMobileQuick::contextData(const QJSValue &data) {
+    QHash<QString, QString> flat;
+    if (data.isObject())
+        flattenInto(flat, QString(), data);
+    return flat;
+}
+
+void KEOMobileQuick::trackState(const QString &name, const QJSValue &data) {
+    KEOMobile::trackState(name, contextData(data));
+}
+
+void KEOMobileQuick::trackAction(const QString &name, const QJSValue &data) {
+    KEOMobile::trackAction(name, contextData(data));
+}
+
+void KEOMobileQuick::collectLifecycleData() {
+    KEOMobile::collectLifecycleData();
+}
+
+KEOMobileQuick::PrivacyStatus KEOMobileQuick::privacyStatus() const {
+    return static_cast<PrivacyStatus>(KEOMobile::getPrivacyStatus());
+}
+
+void KEOMobileQuick::setPrivacyStatus(PrivacyStatus status) {
+    KEOMobile::setPrivacyStatus(static_cast<KEOMobilePrivacyStatus>(status));
+    emit privacyStatusChanged();
+}
+
+QString KEOMobileQuick::userIdentifier() const {
+    return KEOMobile::getUserIdentifier();
+}
+
+void KEOMobileQuick::setUserIdentifier(const QString &identifier) {
+    KEOMobile::setUserIdentifier(identifier);
+    emit userIdentifierChanged();
+}
+
+bool KEOMobileQuick::debugLogging() const {
+    return KEOMobile::getDebugLogging();
+}
+
+void KEOMobileQuick::setDebugLogging(bool on) {
+    KEOMobile::setDebugLogging(on);
+    emit debugLoggingChanged();
+}
