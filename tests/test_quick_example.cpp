@@ -1,0 +1,44 @@
+// The Qt Quick example as its user meets it, in two runs: a real window under Xvfb and a window
+// manager, real input, its hits read at the collector. The example's QML has no trackState: the
+// screens come from its StackView, TabBar with StackLayout and Dialog through KEOScreen.
+#include "ExampleDriver.h"
+
+#include <thread>
+
+class QuickExample : public ExampleDriver {
+protected:
+    // A StackView step: a page slides in, and takes no clicks until it is in place.
+    void clickAndWaitForTheSlide(int x, int y, const char *pairs) {
+        click(x, y, pairs);
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    }
+};
+
+TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
+    configure(true, "\"lifecycleTimeout\": 2");
+    dir.writeDescriptor("Quick Example", "1.0");
+    start(KEO_QUICK_EXAMPLE, "KEO Quick Example");
+    expectHit("pev2=KEOINTERNAL:Lifecycle; a.InstallEvent=InstallEvent; a.Resolution=1024x768");
+    expectHit("pageName=Products; shop.list.count=3; news.unread=<missing>");
+    clickAndWaitForTheSlide(90, 77, "pageName=Product; shop.product=42");
+    click(250, 77, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
+    clickAndWaitForTheSlide(90, 77,
+                            "pageName=Products; shop.list.count=3; shop.product=<missing>"); // Back
+    click(180, 20, "pageName=News; news.unread=2; news.pinned=true");
+    click(90, 77, "pev2=KEOACTION:Share; share.channel=mail");
+    click(300, 20, "pageName=Account; pev2=<missing>");
+    click(90, 77, "pev2=KEOACTION:SignIn; account.method=password; vid=user-7");
+    click(250, 77, "pageName=ConfirmDelete; vid=user-7");
+    screenshot(KEO_SCREENSHOT);
+    click(212, 130, "pev2=KEOACTION:KeepAccount");
+    click(60, 20, "pageName=Products; shop.list.count=3");
+    minimiseAndRestore();
+    expectHit("pev2=KEOINTERNAL:Lifecycle; a.PrevSessionLength=*; a.CrashEvent=<missing>");
+    closeWindow();
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    start(KEO_QUICK_EXAMPLE, "KEO Quick Example");
+    expectHit("a.LaunchEvent=LaunchEvent; a.PrevSessionLength=*; a.CrashEvent=<missing>");
+    expectHit("pageName=Products");
+    closeWindow();
+    EXPECT_EQ(server.hits().size(), received);
+}
