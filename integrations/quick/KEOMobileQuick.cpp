@@ -5,20 +5,30 @@
 
 namespace {
 
+void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QJSValue &object);
+
+void addValue(QHash<QString, QString> &flat, const QString &key, const QJSValue &value) {
+    if (value.isNull() || value.isUndefined())
+        return;
+    if (value.isString())
+        flat.insert(key, value.toString());
+    else if (value.isObject() && !value.isDate() && !value.isRegExp() && !value.isCallable() &&
+             !value.isQObject() && !value.isVariant())
+        flattenInto(flat, key + QLatin1Char('.'), value);
+    else
+        flat.insert(key, value.toVariant().toString());
+}
+
+// An array's elements are keyed by their index, without its length.
 void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QJSValue &object) {
+    if (object.isArray()) {
+        for (quint32 i = 0, n = object.property(QStringLiteral("length")).toUInt(); i < n; ++i)
+            addValue(flat, prefix + QString::number(i), object.property(i));
+        return;
+    }
     for (QJSValueIterator it(object); it.hasNext();) {
         it.next();
-        const QJSValue value = it.value();
-        const QString key = prefix + it.name();
-        if (value.isNull() || value.isUndefined())
-            continue;
-        if (value.isString())
-            flat.insert(key, value.toString());
-        else if (value.isObject() && !value.isDate() && !value.isRegExp() && !value.isCallable() &&
-                 !value.isQObject() && !value.isVariant())
-            flattenInto(flat, key + QLatin1Char('.'), value);
-        else
-            flat.insert(key, value.toVariant().toString());
+        addValue(flat, prefix + it.name(), it.value());
     }
 }
 
