@@ -11,16 +11,17 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     dir.writeDescriptor("Widgets Example", "1.0");
     start(KEO_WIDGETS_EXAMPLE, "KEO Widgets Example");
     expectHit("pev2=KEOINTERNAL:Lifecycle; a.InstallEvent=InstallEvent; a.Resolution=1024x768");
-    expectHit("pageName=Home; example.page.index=1; example.page.visits=1");
+    expectHit("pageName=Home; example.page.index=1");
     click(80, 56, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
-    click(180, 15, "pageName=Player; example.page.index=2; example.page.visits=1");
+    click(180, 15, "pageName=Player; example.page.index=2");
     click(226, 93, nullptr); // a seek to 40 %, then Play
     click(80, 56, "pe=m_s; a.media.view=true; a.media.name=Harbour timelapse; a.media.length=8");
     expectHit("a.media.milestone=50; a.media.segment=M:25-50");
     expectHit("a.media.milestone=75; a.media.segment=M:50-75");
     expectHit("a.media.complete=true; a.media.segment=M:75-100; a.media.milestone=<missing>");
     screenshot(KEO_SCREENSHOT); // the window shows the close
-    click(300, 15, "pageName=Account");
+    click(60, 15, "pageName=Home; example.page.index=1");
+    click(300, 15, "pageName=Account; example.page.index=3");
     click(80, 56, "pev2=KEOACTION:SignIn; account.method=password; vid=user-7");
     minimiseAndRestore();
     expectHit("pev2=KEOINTERNAL:Lifecycle; a.PrevSessionLength=*; a.CrashEvent=<missing>");
@@ -28,7 +29,7 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     std::this_thread::sleep_for(std::chrono::milliseconds(3500));
     start(KEO_WIDGETS_EXAMPLE, "KEO Widgets Example");
     expectHit("a.LaunchEvent=LaunchEvent; a.PrevSessionLength=*; a.CrashEvent=<missing>");
-    expectHit("pageName=Home; example.page.visits=1");
+    expectHit("pageName=Home; example.page.index=1");
     closeWindow();
     EXPECT_EQ(server.hits().size(), received);
 }
