@@ -1,5 +1,7 @@
 #include "KEOMobileQuick.h"
 
+#include "KEOScreen.h"
+
 #include <QJSValueIterator>
 #include <QVariant>
 
@@ -39,6 +41,14 @@ QHash<QString, QString> KEOMobileQuick::contextData(const QJSValue &data) {
     if (data.isObject())
         flattenInto(flat, QString(), data);
     return flat;
+}
+
+void KEOMobileQuick::registerTypes(const char *uri) {
+    qmlRegisterSingletonType<KEOMobileQuick>(
+        uri, 4, 0, "KEOMobile",
+        [](QQmlEngine *, QJSEngine *) -> QObject * { return new KEOMobileQuick; });
+    qmlRegisterUncreatableType<KEOScreen>(uri, 4, 0, "KEOScreen",
+                                          QStringLiteral("KEOScreen is an attached type"));
 }
 
 void KEOMobileQuick::trackState(const QString &name, const QJSValue &data) {
