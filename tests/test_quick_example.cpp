@@ -15,10 +15,7 @@ protected:
 };
 
 TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
-    configure(true, "\"lifecycleTimeout\": 2");
-    dir.writeDescriptor("Quick Example", "1.0");
-    start(KEO_QUICK_EXAMPLE, "KEO Quick Example");
-    expectHit("pev2=KEOINTERNAL:Lifecycle; a.InstallEvent=InstallEvent; a.Resolution=1024x768");
+    install(KEO_QUICK_EXAMPLE, "KEO Quick Example");
     expectHit("pageName=Products; shop.list.count=3; news.unread=<missing>");
     clickAndWaitForTheSlide(90, 77, "pageName=Product; shop.product=42");
     click(250, 77, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
@@ -32,13 +29,5 @@ TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
     screenshot(KEO_SCREENSHOT);
     click(212, 130, "pev2=KEOACTION:KeepAccount");
     click(60, 20, "pageName=Products; shop.list.count=3");
-    minimiseAndRestore();
-    expectHit("pev2=KEOINTERNAL:Lifecycle; a.PrevSessionLength=*; a.CrashEvent=<missing>");
-    closeWindow();
-    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
-    start(KEO_QUICK_EXAMPLE, "KEO Quick Example");
-    expectHit("a.LaunchEvent=LaunchEvent; a.PrevSessionLength=*; a.CrashEvent=<missing>");
-    expectHit("pageName=Products");
-    closeWindow();
-    EXPECT_EQ(server.hits().size(), received);
+    restoreCloseAndRunAgain("pageName=Products; shop.list.count=3");
 }

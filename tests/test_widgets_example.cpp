@@ -2,15 +2,10 @@
 // manager, real input (clicks, minimise, restore, Alt+F4), its hits read at the collector.
 #include "ExampleDriver.h"
 
-#include <thread>
-
 class WidgetsExample : public ExampleDriver {};
 
 TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
-    configure(true, "\"lifecycleTimeout\": 2");
-    dir.writeDescriptor("Widgets Example", "1.0");
-    start(KEO_WIDGETS_EXAMPLE, "KEO Widgets Example");
-    expectHit("pev2=KEOINTERNAL:Lifecycle; a.InstallEvent=InstallEvent; a.Resolution=1024x768");
+    install(KEO_WIDGETS_EXAMPLE, "KEO Widgets Example");
     expectHit("pageName=Home; example.page.index=1");
     click(80, 56, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
     click(180, 15, "pageName=Player; example.page.index=2");
@@ -23,13 +18,5 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     click(60, 15, "pageName=Home; example.page.index=1");
     click(300, 15, "pageName=Account; example.page.index=3");
     click(80, 56, "pev2=KEOACTION:SignIn; account.method=password; vid=user-7");
-    minimiseAndRestore();
-    expectHit("pev2=KEOINTERNAL:Lifecycle; a.PrevSessionLength=*; a.CrashEvent=<missing>");
-    closeWindow();
-    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
-    start(KEO_WIDGETS_EXAMPLE, "KEO Widgets Example");
-    expectHit("a.LaunchEvent=LaunchEvent; a.PrevSessionLength=*; a.CrashEvent=<missing>");
-    expectHit("pageName=Home; example.page.index=1");
-    closeWindow();
-    EXPECT_EQ(server.hits().size(), received);
+    restoreCloseAndRunAgain("pageName=Home; example.page.index=1");
 }

@@ -1,5 +1,6 @@
 // A Qt Quick application measured by KEOMobile through its QML module: the pages name their
-// screens with KEOScreen, the buttons call KEOMobile.trackAction, and that is all.
+// screens with KEOScreen, the buttons call KEOMobile.trackAction, and that is all. It reaches
+// the library through the module alone, so that the process holds one copy of it.
 //
 // Run it in a directory that holds app/native/KEOMobileConfig.json (where the hits go) and
 // app/native/bar-descriptor.xml (the application's name and version), as any host does.
@@ -12,14 +13,12 @@
 
 int main(int argc, char **argv) {
     QGuiApplication app(argc, argv);
-    // Beside app/native/, the host provides a writable data/; the library never makes it.
-    if (!QDir().mkpath(QStringLiteral("data")))
-        std::fprintf(stderr, "keo-quick-example: can't make data/ in %s\n",
-                     qPrintable(QDir::currentPath()));
-    if (!QFile::exists(QStringLiteral("app/native/KEOMobileConfig.json")))
+    // The host provides app/native/ and a writable data/ beside it; the library makes neither.
+    if (!QDir().mkpath(QStringLiteral("data")) ||
+        !QFile::exists(QStringLiteral("app/native/KEOMobileConfig.json")))
         std::fprintf(stderr,
-                     "keo-quick-example: no app/native/KEOMobileConfig.json in %s: hits wait "
-                     "in data/ with no server to go to\n",
+                     "keo-quick-example: %s lacks app/native/KEOMobileConfig.json or a "
+                     "writable data/: hits have nowhere to go\n",
                      qPrintable(QDir::currentPath()));
 
     QQmlApplicationEngine engine;

@@ -12,29 +12,33 @@ class ExampleDriver : public LoopbackTest {
 protected:
     // Starts the window manager, which ends with the display.
     void SetUp() override;
-    // Starts the example in the working directory; its window once it is shown.
-    void start(const char *command, const std::string &title);
+    // The first run: a configuration with a session timeout of 2 s, the example started, its
+    // install launch checked.
+    void install(const char *command, const std::string &title);
+    // The rest of the first run: minimised for longer than the session timeout and restored (a
+    // new launch), closed; then a second run, whose launch reports no crash and whose first
+    // screen has these pairs, closed again. No other hit came.
+    void restoreCloseAndRunAgain(const char *firstScreen);
     // Waits for the next hit and checks its pairs ("key=value; ..."): a key with a dot is
     // context data, "*" any value that is there; none for a step that sends nothing.
     void expectHit(const char *pairs);
     // A click at x, y in the window, then the hit it sends.
     void click(int x, int y, const char *pairs);
-    // Minimised for longer than a session timeout of 2 s, then back in front.
-    void minimiseAndRestore();
+    // The window as it stands, saved as a PNG.
     void screenshot(const char *path);
+
+private:
+    void start();
     // Alt+F4 to the window manager: the example ends with status 0.
     void closeWindow();
 
-    FILE *app = nullptr;
-    std::string window;
-    size_t received = 0;
-
-private:
+    const char *_command = nullptr;
+    std::string _title;
+    FILE *_app = nullptr;
+    std::string _window;
+    size_t _received = 0;
     int _argc = 1;
     char _name[11] = "screenshot";
     char *_argv[2] = {_name, nullptr};
     QGuiApplication _screenshots{_argc, _argv};
 };
-
-// Runs xdotool; the first line it printed.
-std::string xdotool(const std::string &args);
