@@ -18,5 +18,9 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     click(60, 15, "pageName=Home; example.page.index=1");
     click(300, 15, "pageName=Account; example.page.index=3");
     click(80, 56, "pev2=KEOACTION:SignIn; account.method=password; vid=user-7");
+    click(226, 56, "pageName=ConfirmSignOut; vid=user-7");
+    type("Return", "pev2=KEOACTION:SignOut; vid=user-7");
+    click(226, 56, "pageName=ConfirmSignOut; vid=<missing>");
+    type("Escape", nullptr);
     restoreCloseAndRunAgain("pageName=Home; example.page.index=1");
 }

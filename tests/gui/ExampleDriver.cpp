@@ -57,6 +57,11 @@ void ExampleDriver::click(int x, int y, const char *pairs) {
     expectHit(pairs);
 }
 
+void ExampleDriver::type(const char *keys, const char *pairs) {
+    xdotool(std::string("key ") + keys);
+    expectHit(pairs);
+}
+
 void ExampleDriver::restoreCloseAndRunAgain(const char *firstScreen) {
     xdotool("windowminimize --sync " + _window);
     std::this_thread::sleep_for(std::chrono::milliseconds(3500));

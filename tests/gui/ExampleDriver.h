@@ -24,6 +24,8 @@ protected:
     void expectHit(const char *pairs);
     // A click at x, y in the window, then the hit it sends.
     void click(int x, int y, const char *pairs);
+    // Keys typed into the focused window, then the hit they send.
+    void type(const char *keys, const char *pairs);
     // The window as it stands, saved as a PNG.
     void screenshot(const char *path);
 
