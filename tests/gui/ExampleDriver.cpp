@@ -62,6 +62,10 @@ void ExampleDriver::type(const char *keys, const char *pairs) {
     expectHit(pairs);
 }
 
+void ExampleDriver::settle() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+}
+
 void ExampleDriver::restoreCloseAndRunAgain(const char *firstScreen) {
     xdotool("windowminimize --sync " + _window);
     std::this_thread::sleep_for(std::chrono::milliseconds(3500));

@@ -26,6 +26,9 @@ protected:
     void click(int x, int y, const char *pairs);
     // Keys typed into the focused window, then the hit they send.
     void type(const char *keys, const char *pairs);
+    // Waits for what the last step set moving to come to rest (a page sliding in, a dialog
+    // going away), which takes no input until then.
+    void settle();
     // The window as it stands, saved as a PNG.
     void screenshot(const char *path);
 
