@@ -30,6 +30,6 @@ echo "== Test volume =="
 # Tracked files; every file where there is no git checkout.
 count() { { git ls-files -- "$@" 2>/dev/null || find "$@" -type f; } | xargs -r cat | wc -l; }
 tests=$(count tests fuzz)
-code=$(count src platform tools examples)
-echo "tests/ + fuzz/: $tests lines; src/ + platform/ + tools/ + examples/: $code lines;" \
+code=$(count src platform tools examples integrations)
+echo "tests/ + fuzz/: $tests lines; src/ + platform/ + tools/ + examples/ + integrations/: $code lines;" \
   "ratio $((100 * tests / code)).$((1000 * tests / code % 10))% (at most 40%)"

@@ -1,5 +1,6 @@
 # cpack -G DEB in a shared build: libkeomobile4 (the library), libkeomobile-dev (headers,
-# CMake and pkg-config files) and, when tools are built, keomobile-tools. dpkg-shlibdeps
+# CMake and pkg-config files, the Widgets screen tracker), qml-module-keomobile (the QML module)
+# and, when tools are built, keomobile-tools. dpkg-shlibdeps
 # works out what the library and the tools need from the system.
 set(CPACK_PACKAGE_NAME keomobile)
 set(CPACK_PACKAGE_VENDOR KEOMobile)
@@ -10,6 +11,9 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime development)
 if(KEOMOBILE_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+if(TARGET keomobileplugin)
+  list(APPEND CPACK_COMPONENTS_ALL qml)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -43,4 +47,10 @@ set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "measurement library for native applications: tools
 keo-collector, a loopback collection server that prints the hits it receives; keo-queue,
 which lists the hits waiting in an application's table; keo-demo, a scripted session.")
+set(CPACK_DEBIAN_QML_PACKAGE_NAME qml-module-keomobile)
+set(CPACK_DEBIAN_QML_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_QML_DEPENDS runtime)
+set(CPACK_COMPONENT_QML_DESCRIPTION "measurement library for native applications: QML module
+The module KEOMobile 4.0 for Qt Quick applications: the singleton KEOMobile and the attached
+type KEOScreen, which reports pages as screens from the navigation the user sees.")
 include(CPack)

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
-# fuzz, package and run the demo. Installs nothing when everything is present. The GUI test runs the
-# widgets example on a virtual display (xvfb, with xauth for xvfb-run) under a small window
-# manager (openbox), drives it with xdotool, and draws its text in DejaVu.
+# fuzz, package and run the demo. Installs nothing when everything is present. The GUI tests
+# run the examples on a virtual display (xvfb, with xauth for xvfb-run) under a small window
+# manager (openbox), drive them with xdotool, and draw their text in DejaVu. The QML module and
+# the Qt Quick example need Qt Quick with its Controls 2, Layouts and Window modules.
 # "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
 
@@ -15,6 +16,8 @@ packages=(
   chromium chromium-driver python3-selenium
   dpkg-dev file
   xvfb xauth xdotool openbox fonts-dejavu-core
+  qtdeclarative5-dev qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-layouts
+  qml-module-qtquick-controls2 qml-module-qtquick-templates2
 )
 if [ "${1:-}" = docs ]; then
   packages+=(doxygen)

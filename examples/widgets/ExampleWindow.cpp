@@ -3,13 +3,15 @@
 #include "MediaPanel.h"
 
 #include <KEOMobile.h>
-#include <bb/cascades/Application>
+#include <KEOScreenTracker.h>
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QVariantMap>
 #include <QVBoxLayout>
 
 namespace {
@@ -46,16 +48,14 @@ ExampleWindow::ExampleWindow() {
     _tabs->addTab(homePage(), QStringLiteral("Home"));
     _tabs->addTab(new MediaPanel(statusBar()), QStringLiteral("Player"));
     _tabs->addTab(accountPage(), QStringLiteral("Account"));
+    // Each tab is a screen, named by its text, with the context data of its property; the
+    // tracker reports it each time the user comes to it, the first after the launch.
+    for (int index = 0; index < _tabs->count(); ++index)
+        _tabs->widget(index)->setProperty(
+            "keoScreenData", QVariantMap{{QStringLiteral("example.page.index"), index + 1}});
+    KEOScreenTracker::watch(_tabs);
     setCentralWidget(_tabs);
     statusBar()->showMessage(QStringLiteral("Media: nothing played yet"));
-
-    connect(_tabs, &QTabWidget::currentChanged, this, &ExampleWindow::trackPage);
-    // The first page is reported once the application has come to the front, so that the
-    // launch the library sends for that moment comes before it.
-    connect(bb::cascades::Application::instance(), &bb::cascades::Application::awake, this, [this] {
-        if (!_firstPageTracked)
-            trackPage(_tabs->currentIndex());
-    });
 }
 
 QWidget *ExampleWindow::homePage() {
@@ -80,12 +80,21 @@ QWidget *ExampleWindow::accountPage() {
         KEOMobile::trackAction(QStringLiteral("SignIn"),
                                {{QStringLiteral("account.method"), QStringLiteral("password")}});
     });
-    QPushButton *signOut = actionButton(QStringLiteral("Sign out"), [] {
+    QPushButton *signOut = actionButton(QStringLiteral("Sign out"), [this] {
+        // The question is a screen of its own while it is open.
+        QMessageBox confirm(QMessageBox::Question, QStringLiteral("Sign out"),
+                            QStringLiteral("Sign out of this account?"),
+                            QMessageBox::Yes | QMessageBox::No, this);
+        confirm.setProperty("keoScreen", QStringLiteral("ConfirmSignOut"));
+        KEOScreenTracker::watch(&confirm);
+        if (confirm.exec() != QMessageBox::Yes)
+            return;
         KEOMobile::trackAction(QStringLiteral("SignOut"), {});
         KEOMobile::setUserIdentifier(QString());
     });
     return page({signIn, signOut}, QStringLiteral("Signing in sets the visitor identifier that "
-                                                  "every later hit carries as \"vid\"."));
+                                                  "every later hit carries as \"vid\"; signing "
+                                                  "out asks first."));
 }
 
 QPushButton *ExampleWindow::actionButton(const QString &text, std::function<void()> onClick) {
@@ -93,16 +102,4 @@ QPushButton *ExampleWindow::actionButton(const QString &text, std::function<void
     button->setFixedSize(kButtonSize);
     connect(button, &QPushButton::clicked, this, std::move(onClick));
     return button;
-}
-
-void ExampleWindow::trackPage(int index) {
-    if (index < 0 || index >= 3)
-        return;
-    _firstPageTracked = true;
-    _visits[index] += 1;
-    // Dotted keys nest: "example" -> "page" -> "index" and "visits".
-    KEOMobile::trackState(
-        _tabs->tabText(index),
-        {{QStringLiteral("example.page.index"), QString::number(index + 1)},
-         {QStringLiteral("example.page.visits"), QString::number(_visits[index])}});
 }

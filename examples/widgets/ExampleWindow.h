@@ -1,6 +1,6 @@
 #pragma once
-// The example's window: three pages in tabs, each shown page reported as a screen, buttons
-// reported as actions, and the media player on the second page.
+// The example's window: three pages in tabs, each shown page reported as a screen by the
+// tracker, buttons reported as actions, and the media player on the second page.
 #include <QMainWindow>
 
 #include <functional>
@@ -17,11 +17,7 @@ private:
     QWidget *homePage();
     QWidget *accountPage();
     QPushButton *actionButton(const QString &text, std::function<void()> onClick);
-    // Reports the page at index as a screen, with its number and how often it was shown.
-    void trackPage(int index);
 
     QTabWidget *_tabs;
-    int _visits[3] = {0, 0, 0};
     int _cartItems = 0;
-    bool _firstPageTracked = false;
 };

@@ -99,5 +99,23 @@ widgets_example)
         -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
     cmake --build "$work/widgets"
     ;;
+qml_module)
+    # The module's own test against the module installed in a prefix and in the unpacked
+    # packages; the Qt Quick example built against the packages finds it there by itself.
+    arch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+    for dir in "$static/lib/qml" "$root/usr/lib/$arch/qt5/qml"; do
+        [ -f "$dir/KEOMobile/qmldir" ] || fail "no KEOMobile/qmldir in $dir"
+        KEO_QML_IMPORT_PATH=$dir "$KEO_BUILD/tests/test_quick_module" --gtest_brief=1
+    done
+    depends=$(dpkg-deb -f "$shared"/qml-module-keomobile_*.deb Depends)
+    for want in libkeomobile4 libqt5quick5; do
+        [[ ", $depends" == *", $want "* ]] || fail "qml-module-keomobile Depends lacks $want"
+    done
+    rm -rf "$work/quick"
+    cmake -S "$KEO_SOURCE/examples/quick" -B "$work/quick" -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+    cmake --build "$work/quick"
+    strings -el "$work/quick/keo-quick-example" | grep -qxF "$root/usr/lib/$arch/qt5/qml" ||
+        fail "the example looks for the module elsewhere"
+    ;;
 *) fail "unknown step $1" ;;
 esac

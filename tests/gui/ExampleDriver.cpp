@@ -1,0 +1,91 @@
+#include "ExampleDriver.h"
+
+#include <QPixmap>
+#include <QProcess>
+#include <QScreen>
+
+#include <cstdlib>
+#include <thread>
+
+// Runs xdotool; the first line it printed.
+static std::string xdotool(const std::string &args) {
+    QProcess run;
+    run.start("timeout",
+              QStringList{"20", "xdotool"} + QProcess::splitCommand(QString::fromStdString(args)));
+    run.waitForFinished(30000);
+    return run.readLine().trimmed().toStdString();
+}
+
+void ExampleDriver::SetUp() {
+    std::system("openbox --startup \"touch $PWD/wm-ready\" &");
+    waitFor([&] { return dir.exists("wm-ready"); }, std::chrono::seconds(10));
+}
+
+void ExampleDriver::install(const char *command, const std::string &title) {
+    configure(true, "\"lifecycleTimeout\": 2");
+    dir.writeDescriptor(QString::fromStdString(title), "1.0");
+    _command = command;
+    _title = title;
+    start();
+    expectHit("pev2=KEOINTERNAL:Lifecycle; a.InstallEvent=InstallEvent; a.Resolution=1024x768");
+}
+
+void ExampleDriver::start() {
+    _app = popen(_command, "w");
+    _window = xdotool("search --sync --name \"^" + _title + "$\"");
+    ASSERT_FALSE(_window.empty());
+}
+
+void ExampleDriver::expectHit(const char *pairs) {
+    if (pairs == nullptr || HasFailure()) // one missing hit would hold up every later step
+        return;
+    const std::vector<collector::Hit> hits = waitForHits(++_received);
+    for (const QString &pair : QString(pairs).split("; ")) {
+        SCOPED_TRACE("hit " + std::to_string(_received) + ": " + pair.toStdString());
+        ASSERT_GE(hits.size(), _received);
+        const std::string key = pair.section('=', 0, 0).toStdString();
+        const std::string value = pair.section('=', 1).toStdString();
+        const collector::Hit &hit = hits[_received - 1];
+        const std::string got = key.find('.') != std::string::npos ? ctx(hit, key) : var(hit, key);
+        EXPECT_TRUE(value == "*" ? got != "<missing>" : got == value) << got;
+    }
+}
+
+void ExampleDriver::click(int x, int y, const char *pairs) {
+    xdotool("mousemove --window " + _window + " " + std::to_string(x) + " " + std::to_string(y) +
+            " click 1");
+    expectHit(pairs);
+}
+
+void ExampleDriver::type(const char *keys, const char *pairs) {
+    xdotool(std::string("key ") + keys);
+    expectHit(pairs);
+}
+
+void ExampleDriver::settle() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+}
+
+void ExampleDriver::restoreCloseAndRunAgain(const char *firstScreen) {
+    xdotool("windowminimize --sync " + _window);
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    xdotool("windowactivate --sync " + _window);
+    expectHit("pev2=KEOINTERNAL:Lifecycle; a.PrevSessionLength=*; a.CrashEvent=<missing>");
+    closeWindow();
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    start();
+    expectHit("a.LaunchEvent=LaunchEvent; a.PrevSessionLength=*; a.CrashEvent=<missing>");
+    expectHit(firstScreen);
+    closeWindow();
+    EXPECT_EQ(server.hits().size(), _received);
+}
+
+void ExampleDriver::screenshot(const char *path) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500)); // the window has drawn the step
+    QGuiApplication::primaryScreen()->grabWindow(std::stoul(_window)).save(path);
+}
+
+void ExampleDriver::closeWindow() {
+    xdotool("windowactivate --sync " + _window + " key alt+F4");
+    EXPECT_EQ(pclose(_app), 0);
+}
