@@ -39,7 +39,9 @@ TEST_F(HitComposition, EachCallNamesItsPageAndMarkersAndEveryHitCarriesTheCommon
     KEOMobile::trackState("", {});
     KEOMobile::trackAction("Buy", {{"a.action", "caller's"}});
     KEOMobile::trackAction("", {});
-    // The device's facts are read once per process: these reach no hit.
+    // The device's facts are read once per process: these reach no hit. The language is first
+    // read by the worker, for its headers, by the time a hit has arrived.
+    waitForHits(1);
     desktop::setDisplaySize(QSize(1, 1)), desktop::setDeviceName("Other");
     desktop::setOsVersion("11"), desktop::setCarrierName("Other"), desktop::setLocale("de_DE");
     KEOMobile::trackAction("%1 and %2", {});
