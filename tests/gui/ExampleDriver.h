@@ -19,8 +19,8 @@ protected:
     // new launch), closed; then a second run, whose launch reports no crash and whose first
     // screen has these pairs, closed again. No other hit came.
     void restoreCloseAndRunAgain(const char *firstScreen);
-    // Waits for the next hit and checks its pairs ("key=value; ..."): a key with a dot is
-    // context data, "*" any value that is there; none for a step that sends nothing.
+    // Waits for the next hit and checks its pairs, as expectPairs(); none for a step that sends
+    // nothing.
     void expectHit(const char *pairs);
     // A click at x, y in the window, then the hit it sends.
     void click(int x, int y, const char *pairs);
