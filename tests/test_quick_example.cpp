@@ -1,6 +1,7 @@
 // The Qt Quick example as its user meets it, in two runs: a real window under Xvfb and a window
 // manager, real input, its hits read at the collector. The example's QML has no trackState: the
-// screens come from its StackView, TabBar with StackLayout and Dialog through KEOScreen.
+// screens come from its StackView, TabBar with StackLayout and Dialog through KEOScreen, and its
+// video's reports from a KEOMediaTracker.
 #include "ExampleDriver.h"
 
 #include <thread>
@@ -28,6 +29,14 @@ TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
     click(250, 77, "pageName=ConfirmDelete; vid=user-7");
     screenshot(KEO_SCREENSHOT);
     click(212, 130, "pev2=KEOACTION:KeepAccount");
+    // The Video plays the clip that the build made, 8 s long; a seek to 40 % passes the first
+    // milestone, and the tracker closes the view at the end.
+    click(420, 20, "pageName=Watch");
+    click(90, 77, "pe=m_s; a.media.view=true; a.media.name=Harbour timelapse; a.media.length=8");
+    click(140, 130, "a.media.milestone=25; a.media.segment=M:0-25; a.media.timePlayed=<missing>");
+    expectHit("a.media.milestone=50; a.media.segment=M:25-50");
+    expectHit("a.media.milestone=75; a.media.segment=M:50-75");
+    expectHit("a.media.complete=true; a.media.segment=M:75-100; a.media.milestone=<missing>");
     click(60, 20, "pageName=Products; shop.list.count=3");
     restoreCloseAndRunAgain("pageName=Products; shop.list.count=3");
 }
