@@ -126,13 +126,8 @@ ApplicationWindow {
                 y: 70
                 width: 300
                 to: Math.max(video.duration, 1)
+                value: video.position // moved by the user, the slider keeps following the video
                 onMoved: video.seek(value)
-            }
-            Binding {
-                target: seekBar
-                property: "value"
-                value: video.position
-                when: !seekBar.pressed
             }
             Video {
                 id: video
