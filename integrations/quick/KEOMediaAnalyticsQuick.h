@@ -4,6 +4,22 @@
 #include <QObject>
 #include <QString>
 
+// Each setting of KEOMediaAnalytics as X(type, name, Name), for the accessors' declarations and
+// definitions.
+#define KEO_MEDIA_SETTINGS(X)                                                                      \
+    X(QString, channel, Channel)                                                                   \
+    X(double, completeCloseOffsetThreshold, CompleteCloseOffsetThreshold)                          \
+    X(int, trackSeconds, TrackSeconds)                                                             \
+    X(QString, trackMilestones, TrackMilestones)                                                   \
+    X(bool, segmentByMilestones, SegmentByMilestones)                                              \
+    X(QString, trackOffsetMilestones, TrackOffsetMilestones)                                       \
+    X(bool, segmentByOffsetMilestones, SegmentByOffsetMilestones)                                  \
+    X(int, adTrackSeconds, AdTrackSeconds)                                                         \
+    X(QString, adTrackMilestones, AdTrackMilestones)                                               \
+    X(bool, adSegmentByMilestones, AdSegmentByMilestones)                                          \
+    X(QString, adTrackOffsetMilestones, AdTrackOffsetMilestones)                                   \
+    X(bool, adSegmentByOffsetMilestones, AdSegmentByOffsetMilestones)
+
 class KEOMediaAnalyticsQuick : public QObject {
     Q_OBJECT
     /// Each property reads and writes the setting of the same name on the library's one media
@@ -40,18 +56,7 @@ public:
 #define KEO_MEDIA_SETTING(Type, name, Name)                                                        \
     Type name() const;                                                                             \
     void set##Name(Type value);
-    KEO_MEDIA_SETTING(QString, channel, Channel)
-    KEO_MEDIA_SETTING(double, completeCloseOffsetThreshold, CompleteCloseOffsetThreshold)
-    KEO_MEDIA_SETTING(int, trackSeconds, TrackSeconds)
-    KEO_MEDIA_SETTING(QString, trackMilestones, TrackMilestones)
-    KEO_MEDIA_SETTING(bool, segmentByMilestones, SegmentByMilestones)
-    KEO_MEDIA_SETTING(QString, trackOffsetMilestones, TrackOffsetMilestones)
-    KEO_MEDIA_SETTING(bool, segmentByOffsetMilestones, SegmentByOffsetMilestones)
-    KEO_MEDIA_SETTING(int, adTrackSeconds, AdTrackSeconds)
-    KEO_MEDIA_SETTING(QString, adTrackMilestones, AdTrackMilestones)
-    KEO_MEDIA_SETTING(bool, adSegmentByMilestones, AdSegmentByMilestones)
-    KEO_MEDIA_SETTING(QString, adTrackOffsetMilestones, AdTrackOffsetMilestones)
-    KEO_MEDIA_SETTING(bool, adSegmentByOffsetMilestones, AdSegmentByOffsetMilestones)
+    KEO_MEDIA_SETTINGS(KEO_MEDIA_SETTING)
 #undef KEO_MEDIA_SETTING
 
 Q_SIGNALS:

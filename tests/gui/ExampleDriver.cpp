@@ -51,6 +51,15 @@ void ExampleDriver::click(int x, int y, const char *pairs) {
     expectHit(pairs);
 }
 
+void ExampleDriver::playAndSeek(int x, int y, int seekX, int seekY) {
+    click(x, y, "pe=m_s; a.media.view=true; a.media.name=Harbour timelapse; a.media.length=8");
+    click(seekX, seekY,
+          "a.media.milestone=25; a.media.segment=M:0-25; a.media.timePlayed=<missing>");
+    expectHit("a.media.milestone=50; a.media.segment=M:25-50");
+    expectHit("a.media.milestone=75; a.media.segment=M:50-75");
+    expectHit("a.media.complete=true; a.media.segment=M:75-100; a.media.milestone=<missing>");
+}
+
 void ExampleDriver::restoreCloseAndRunAgain(const char *firstScreen) {
     xdotool("windowminimize --sync " + _window);
     std::this_thread::sleep_for(std::chrono::milliseconds(3500));

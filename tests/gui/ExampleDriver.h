@@ -24,6 +24,10 @@ protected:
     void expectHit(const char *pairs);
     // A click at x, y in the window, then the hit it sends.
     void click(int x, int y, const char *pairs);
+    // Play clicked at x, y, then a seek clicked 40 % into the example's clip (8 s, made by the
+    // build): the view, the 25 % milestone at the landing with no time played, 50 and 75 %, the
+    // complete close at the end.
+    void playAndSeek(int x, int y, int seekX, int seekY);
     // The window as it stands, saved as a PNG.
     void screenshot(const char *path);
 
