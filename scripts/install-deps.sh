@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
-# fuzz, package and run the demo. Installs nothing when everything is present. The GUI tests run the
-# examples on a virtual display (xvfb, with xauth for xvfb-run) under a small window
-# manager (openbox), drive them with xdotool, and draw their text in DejaVu. The QML module and the
-# Qt Quick example need Qt Quick, its Controls 2, Layouts and Window modules. The media tracker's
-# tests and the examples' players play clips that GStreamer makes (videotestsrc, Theora, Ogg)
-# through Qt Multimedia, in C++ and in QML.
+# fuzz, package and run the demo. Installs nothing when everything is present. The GUI tests
+# run the examples on a virtual display (xvfb, with xauth for xvfb-run) under a small window
+# manager (openbox), drive them with xdotool, and draw their text in DejaVu. The QML module and
+# the Qt Quick example need Qt Quick with its Controls 2, Layouts and Window modules. The media
+# tracker's tests and the examples' players play clips that GStreamer makes (videotestsrc,
+# Theora, Ogg) through Qt Multimedia, in C++ and in QML.
 # "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
 

@@ -4,24 +4,16 @@
 // video's reports from a KEOMediaTracker.
 #include "ExampleDriver.h"
 
-#include <thread>
-
-class QuickExample : public ExampleDriver {
-protected:
-    // A StackView step: a page slides in, and takes no clicks until it is in place.
-    void clickAndWaitForTheSlide(int x, int y, const char *pairs) {
-        click(x, y, pairs);
-        std::this_thread::sleep_for(std::chrono::milliseconds(600));
-    }
-};
+class QuickExample : public ExampleDriver {};
 
 TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
     install(KEO_QUICK_EXAMPLE, "KEO Quick Example");
     expectHit("pageName=Products; shop.list.count=3; news.unread=<missing>");
-    clickAndWaitForTheSlide(90, 77, "pageName=Product; shop.product=42");
+    click(90, 77, "pageName=Product; shop.product=42");
+    settle();
     click(250, 77, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
-    clickAndWaitForTheSlide(90, 77,
-                            "pageName=Products; shop.list.count=3; shop.product=<missing>"); // Back
+    click(90, 77, "pageName=Products; shop.list.count=3; shop.product=<missing>"); // Back
+    settle();
     click(180, 20, "pageName=News; news.unread=2; news.pinned=true");
     click(90, 77, "pev2=KEOACTION:Share; share.channel=mail");
     click(300, 20, "pageName=Account; pev2=<missing>");
@@ -29,6 +21,7 @@ TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
     click(250, 77, "pageName=ConfirmDelete; vid=user-7");
     screenshot(KEO_SCREENSHOT);
     click(212, 130, "pev2=KEOACTION:KeepAccount");
+    settle();
     click(420, 20, "pageName=Watch");
     playAndSeek(90, 77, 140, 130); // the Video's, followed by a KEOMediaTracker
     click(60, 20, "pageName=Products; shop.list.count=3");

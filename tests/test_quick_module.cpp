@@ -1,6 +1,6 @@
 // The QML module as a QML file uses it, in a host of its own on the offscreen platform: the
 // singleton's calls and settings, the rules that turn a JavaScript object into context data,
-// and which pages of a SwipeView, a Loader and a hidden item are reported.
+// and which pages of a SwipeView, a Loader, a disabled and a hidden item are reported.
 #include "LoopbackTest.h"
 #include "SelfProcess.h"
 
@@ -36,7 +36,8 @@ TEST_F(QuickModule, JavaScriptDataIsFlattenedAndOnlyShownPagesAreReported) {
         EXPECT_EQ(var(hit, "vid"), "qml-user");
     }
     EXPECT_EQ(ctx(hits[2], "from"), "loader");
-    // Nothing else comes: not the pages beside the SwipeView's current one, not the hidden item.
+    // Nothing else comes: not the pages beside the SwipeView's current one, not the disabled or
+    // the hidden item, nor the loaded item again when its data changes while it is shown.
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     EXPECT_EQ(server.count(), 3u);
     EXPECT_EQ(host.wait(0), -1); // still running: the test ends it

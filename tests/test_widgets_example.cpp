@@ -14,5 +14,13 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     click(60, 15, "pageName=Home; example.page.index=1");
     click(300, 15, "pageName=Account; example.page.index=3");
     click(80, 56, "pev2=KEOACTION:SignIn; account.method=password; vid=user-7");
+    click(226, 56, "pageName=ConfirmSignOut; vid=user-7");
+    settle(); // the question comes to the front, takes the key, then goes
+    type("Return", "pev2=KEOACTION:SignOut; vid=user-7");
+    settle();
+    click(226, 56, "pageName=ConfirmSignOut; vid=<missing>");
+    settle();
+    type("Escape", nullptr);
+    settle();
     restoreCloseAndRunAgain("pageName=Home; example.page.index=1");
 }

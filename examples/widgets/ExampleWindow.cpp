@@ -7,6 +7,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -79,12 +80,21 @@ QWidget *ExampleWindow::accountPage() {
         KEOMobile::trackAction(QStringLiteral("SignIn"),
                                {{QStringLiteral("account.method"), QStringLiteral("password")}});
     });
-    QPushButton *signOut = actionButton(QStringLiteral("Sign out"), [] {
+    QPushButton *signOut = actionButton(QStringLiteral("Sign out"), [this] {
+        // The question is a screen of its own while it is open.
+        QMessageBox confirm(QMessageBox::Question, QStringLiteral("Sign out"),
+                            QStringLiteral("Sign out of this account?"),
+                            QMessageBox::Yes | QMessageBox::No, this);
+        confirm.setProperty("keoScreen", QStringLiteral("ConfirmSignOut"));
+        KEOScreenTracker::watch(&confirm);
+        if (confirm.exec() != QMessageBox::Yes)
+            return;
         KEOMobile::trackAction(QStringLiteral("SignOut"), {});
         KEOMobile::setUserIdentifier(QString());
     });
     return page({signIn, signOut}, QStringLiteral("Signing in sets the visitor identifier that "
-                                                  "every later hit carries as \"vid\"."));
+                                                  "every later hit carries as \"vid\"; signing "
+                                                  "out asks first."));
 }
 
 QPushButton *ExampleWindow::actionButton(const QString &text, std::function<void()> onClick) {

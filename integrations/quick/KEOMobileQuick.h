@@ -41,6 +41,8 @@ public:
     /// KEOMobile::collectLifecycleData(); call from the thread of the application object.
     Q_INVOKABLE void collectLifecycleData();
 
+    /// The properties' accessors, for the engine on its thread; each reads or writes the
+    /// library's setting at once, as the C++ call of the same name does.
     PrivacyStatus privacyStatus() const;
     void setPrivacyStatus(PrivacyStatus status);
     QString userIdentifier() const;

@@ -24,7 +24,8 @@ bool showsOnePage(const QQuickItem *item) {
 } // namespace
 
 KEOScreen::KEOScreen(QObject *screen) : QObject(screen) {
-    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &KEOScreen::schedule);
+    if (qGuiApp != nullptr) // a QML engine without a GUI application shows no screen at all
+        connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &KEOScreen::schedule);
     if (auto *item = qobject_cast<QQuickItem *>(screen)) {
         connect(item, &QQuickItem::visibleChanged, this, &KEOScreen::schedule);
         connect(item, &QQuickItem::parentChanged, this, &KEOScreen::schedule);

@@ -22,6 +22,8 @@ public:
     /// The engine's hook for the attached properties. GUI thread.
     static KEOScreen *qmlAttachedProperties(QObject *object);
 
+    /// The properties' accessors, for the engine on the GUI thread. A change waits for the
+    /// next appearance: nothing is sent for it while the screen stays in view.
     QString name() const { return _name; }
     void setName(const QString &name);
     QJSValue data() const { return _data; }

@@ -60,6 +60,15 @@ void ExampleDriver::playAndSeek(int x, int y, int seekX, int seekY) {
     expectHit("a.media.complete=true; a.media.segment=M:75-100; a.media.milestone=<missing>");
 }
 
+void ExampleDriver::type(const char *keys, const char *pairs) {
+    xdotool(std::string("key ") + keys);
+    expectHit(pairs);
+}
+
+void ExampleDriver::settle() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+}
+
 void ExampleDriver::restoreCloseAndRunAgain(const char *firstScreen) {
     xdotool("windowminimize --sync " + _window);
     std::this_thread::sleep_for(std::chrono::milliseconds(3500));

@@ -28,6 +28,11 @@ protected:
     // build): the view, the 25 % milestone at the landing with no time played, 50 and 75 %, the
     // complete close at the end.
     void playAndSeek(int x, int y, int seekX, int seekY);
+    // Keys typed into the focused window, then the hit they send.
+    void type(const char *keys, const char *pairs);
+    // Waits for what the last step set moving to come to rest (a page sliding in, a dialog
+    // going away), which takes no input until then.
+    void settle();
     // The window as it stands, saved as a PNG.
     void screenshot(const char *path);
 

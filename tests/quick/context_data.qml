@@ -32,8 +32,14 @@ Window {
         Item { KEOScreen.name: "Beside" }
     }
     Loader {
-        sourceComponent: Item { KEOScreen.name: "Loaded"; KEOScreen.data: ({ from: "loader" }) }
+        sourceComponent: Item {
+            property bool shown: false
+            KEOScreen.name: "Loaded"
+            KEOScreen.data: ({ from: shown ? "changed while shown" : "loader" })
+            Timer { running: true; interval: 200; onTriggered: parent.shown = true }
+        }
     }
+    Item { KEOScreen.name: "Disabled"; KEOScreen.enabled: false }
     Item {
         visible: false
         Item { KEOScreen.name: "Hidden" }
