@@ -129,6 +129,12 @@ ApplicationWindow {
                 value: video.position // moved by the user, the slider keeps following the video
                 onMoved: video.seek(value)
             }
+            Label {
+                x: 340
+                y: 80
+                text: (video.position / 1000).toFixed(1) + " of " + (video.duration / 1000).toFixed(1)
+                      + " s"
+            }
             Video {
                 id: video
                 x: 20

@@ -43,8 +43,11 @@ std::atomic<MediaPanel *> shownBy{nullptr};
 MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _status(status) {
     _play = new QPushButton(QStringLiteral("Play"));
     _pause = new QPushButton(QStringLiteral("Pause"));
+    // A stopped player goes back to the start; the tracker reports where it was.
+    _stop = new QPushButton(QStringLiteral("Stop"));
     _play->setFixedSize(kButtonSize);
     _pause->setFixedSize(kButtonSize);
+    _stop->setFixedSize(kButtonSize);
     _bar = new SeekBar;
     _bar->setFixedHeight(28);
     _bar->onSeek = [this](double fraction) {
@@ -57,6 +60,7 @@ MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _
     auto *row = new QHBoxLayout;
     row->addWidget(_play);
     row->addWidget(_pause);
+    row->addWidget(_stop);
     row->addStretch();
     layout->addLayout(row);
     layout->addWidget(_bar);
@@ -65,6 +69,7 @@ MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _
 
     connect(_play, &QPushButton::clicked, &_player, &QMediaPlayer::play);
     connect(_pause, &QPushButton::clicked, &_player, &QMediaPlayer::pause);
+    connect(_stop, &QPushButton::clicked, &_player, &QMediaPlayer::stop);
     connect(&_player, &QMediaPlayer::positionChanged, this, &MediaPanel::refresh);
     connect(&_player, &QMediaPlayer::durationChanged, this, &MediaPanel::refresh);
     connect(&_player, &QMediaPlayer::stateChanged, this, &MediaPanel::refresh);
@@ -103,6 +108,7 @@ void MediaPanel::refresh() {
     _bar->setFormat(QStringLiteral("%1 of %2 s").arg(position, 0, 'f', 1).arg(length, 0, 'f', 1));
     _play->setEnabled(_player.state() != QMediaPlayer::PlayingState);
     _pause->setEnabled(_player.state() == QMediaPlayer::PlayingState);
+    _stop->setEnabled(_player.state() != QMediaPlayer::StoppedState);
 }
 
 void MediaPanel::mediaEvent(KEOMediaState *snapshot) {

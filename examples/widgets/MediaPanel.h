@@ -1,5 +1,5 @@
 #pragma once
-// The player page: a clip played by QMediaPlayer in a QVideoWidget, with play, pause and a
+// The player page: a clip played by QMediaPlayer in a QVideoWidget, with play, pause, stop and a
 // progress bar that seeks where it is clicked. A KEOMediaTracker follows the player and makes
 // every report to KEOMediaAnalytics, which sends the view, the 25/50/75 % milestones, the
 // segments and the close by itself; the page has no media call of its own.
@@ -26,6 +26,7 @@ private:
     QStatusBar *_status;
     QPushButton *_play;
     QPushButton *_pause;
+    QPushButton *_stop;
     SeekBar *_bar;
     QMediaPlayer _player;
 };

@@ -6,8 +6,6 @@
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 
-#include <cstdio>
-
 int main(int argc, char **argv) {
     QGuiApplication app(argc, argv);
     if (argc != 2 && argc != 3)
@@ -15,12 +13,10 @@ int main(int argc, char **argv) {
     QQmlApplicationEngine engine(QString::fromLocal8Bit(argv[1]));
     if (engine.rootObjects().isEmpty())
         return 1;
-    if (argc == 3) {
-        QObject *player = engine.rootObjects()[0]->findChild<QObject *>(argv[2]);
-        if (player == nullptr || !player_script::run(player, [player](const QUrl &url) {
-                player->setProperty("source", url);
-            }))
-            fprintf(stderr, "the media run got stuck\n");
-    }
+    QObject *player = engine.rootObjects()[0]->findChild<QObject *>(argc == 3 ? argv[2] : "");
+    if (argc == 3 && (player == nullptr || !player_script::run(player, [=](QUrl url) {
+                          player->setProperty("source", url);
+                      })))
+        qWarning("the media run got stuck");
     return app.exec();
 }

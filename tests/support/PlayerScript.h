@@ -1,7 +1,7 @@
 #pragma once
-// What a person does at a media player, the same for every kind of player the media tracker
-// follows: a QMediaPlayer, or QML's MediaPlayer and Video, reached by name as the tracker does.
-// The clips are made here with Debian's GStreamer: video only, so that no sound device is needed.
+// What a person does at a media player, the same for a QMediaPlayer and QML's MediaPlayer and
+// Video, reached by name as the media tracker does; with clips made by Debian's GStreamer, video
+// only, so that no sound device is needed.
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -15,11 +15,11 @@ namespace player_script {
 
 // A Theora clip of `seconds` at 10 frames a second in the working directory; true when made.
 inline bool makeClip(const QString &file, int seconds) {
-    return QProcess::execute("gst-launch-1.0",
-                             {"-q", "videotestsrc", "num-buffers=" + QString::number(seconds * 10),
-                              "!", "video/x-raw,width=160,height=120,framerate=10/1", "!",
-                              "theoraenc", "!", "oggmux", "!", "filesink",
-                              "location=" + QDir::current().filePath(file)}) == 0;
+    return QProcess::execute("sh", {"-c", QString("gst-launch-1.0 -q videotestsrc num-buffers=%1 ! "
+                                                  "video/x-raw,framerate=10/1 ! theoraenc ! oggmux "
+                                                  "! filesink location=%2")
+                                              .arg(seconds * 10)
+                                              .arg(file)}) == 0;
 }
 
 // Runs the event loop, where the player lives, until condition holds and what the player told
@@ -43,8 +43,7 @@ inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSou
     };
     const auto call = [player](const char *method) { QMetaObject::invokeMethod(player, method); };
     const auto source = [&](const char *file) {
-        setSource(QUrl::fromLocalFile(QDir::current().filePath(file)));
-        call("play");
+        setSource(QUrl::fromLocalFile(QDir::current().filePath(file))), call("play");
     };
     source("clip.ogv");
     bool ok = at(2300);
