@@ -30,9 +30,10 @@
 /// A jump is a change of position that playing cannot explain: more than the time since the
 /// last position plus one second. A play after the end opens the item again, as a new view.
 ///
-/// The tracker and its player live on one thread, which makes every report: each one is a
-/// direct call from the player's own signals. Milestones, segments and periodic hits come from
-/// the library's monitor, with the settings of KEOMediaAnalytics::sharedInstance().
+/// The tracker and its player live on one thread, which makes every report, one at a time, from
+/// its event loop as soon as the player has told a change (so that thread needs an event loop).
+/// Milestones, segments and periodic hits come from the library's monitor, with the settings of
+/// KEOMediaAnalytics::sharedInstance().
 class KEOMediaTracker : public QObject {
     Q_OBJECT
     /// The player followed, or null. The tracker never owns it; it lets go when it is destroyed.
