@@ -1,5 +1,6 @@
 # cpack -G DEB in a shared build: libkeomobile4 (the library), libkeomobile-dev (headers,
-# CMake and pkg-config files, the Widgets screen tracker), qml-module-keomobile (the QML module)
+# CMake and pkg-config files, the Widgets screen tracker, the media tracker), qml-module-keomobile
+# (the QML module)
 # and, when tools are built, keomobile-tools. dpkg-shlibdeps
 # works out what the library and the tools need from the system.
 set(CPACK_PACKAGE_NAME keomobile)

@@ -3,7 +3,9 @@
 # fuzz, package and run the demo. Installs nothing when everything is present. The GUI tests
 # run the examples on a virtual display (xvfb, with xauth for xvfb-run) under a small window
 # manager (openbox), drive them with xdotool, and draw their text in DejaVu. The QML module and
-# the Qt Quick example need Qt Quick with its Controls 2, Layouts and Window modules.
+# the Qt Quick example need Qt Quick with its Controls 2, Layouts and Window modules. The media
+# tracker's tests and the examples' players play clips that GStreamer makes (videotestsrc,
+# Theora, Ogg) through Qt Multimedia, in C++ and in QML.
 # "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
 
@@ -18,6 +20,8 @@ packages=(
   xvfb xauth xdotool openbox fonts-dejavu-core
   qtdeclarative5-dev qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-layouts
   qml-module-qtquick-controls2 qml-module-qtquick-templates2
+  qtmultimedia5-dev qml-module-qtmultimedia libqt5multimedia5-plugins
+  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
 )
 if [ "${1:-}" = docs ]; then
   packages+=(doxygen)

@@ -1,6 +1,7 @@
 // The Qt Quick example as its user meets it, in two runs: a real window under Xvfb and a window
 // manager, real input, its hits read at the collector. The example's QML has no trackState: the
-// screens come from its StackView, TabBar with StackLayout and Dialog through KEOScreen.
+// screens come from its StackView, TabBar with StackLayout and Dialog through KEOScreen, and its
+// video's reports from a KEOMediaTracker.
 #include "ExampleDriver.h"
 
 class QuickExample : public ExampleDriver {};
@@ -21,6 +22,8 @@ TEST_F(QuickExample, ScreensComeFromTheNavigationTheUserSeesOncePerAppearance) {
     screenshot(KEO_SCREENSHOT);
     click(212, 130, "pev2=KEOACTION:KeepAccount");
     settle();
+    click(420, 20, "pageName=Watch");
+    playAndSeek(90, 77, 140, 130); // the Video's, followed by a KEOMediaTracker
     click(60, 20, "pageName=Products; shop.list.count=3");
     restoreCloseAndRunAgain("pageName=Products; shop.list.count=3");
 }

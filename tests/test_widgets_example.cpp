@@ -9,11 +9,7 @@ TEST_F(WidgetsExample, TwoRunsDrivenByRealInputArriveAsTheUserActed) {
     expectHit("pageName=Home; example.page.index=1");
     click(80, 56, "pev2=KEOACTION:AddToCart; shop.product=42; shop.cart.items=1");
     click(180, 15, "pageName=Player; example.page.index=2");
-    click(226, 93, nullptr); // a seek to 40 %, then Play
-    click(80, 56, "pe=m_s; a.media.view=true; a.media.name=Harbour timelapse; a.media.length=8");
-    expectHit("a.media.milestone=50; a.media.segment=M:25-50");
-    expectHit("a.media.milestone=75; a.media.segment=M:50-75");
-    expectHit("a.media.complete=true; a.media.segment=M:75-100; a.media.milestone=<missing>");
+    playAndSeek(80, 56, 226, 93);
     screenshot(KEO_SCREENSHOT); // the window shows the close
     click(60, 15, "pageName=Home; example.page.index=1");
     click(300, 15, "pageName=Account; example.page.index=3");

@@ -1,5 +1,6 @@
 // A Qt Quick application measured by KEOMobile through its QML module: the pages name their
-// screens with KEOScreen, the buttons call KEOMobile.trackAction, and that is all. It reaches
+// screens with KEOScreen, the buttons call KEOMobile.trackAction, a KEOMediaTracker follows the
+// video, and that is all. It reaches
 // the library through the module alone, so that the process holds one copy of it.
 //
 // Run it in a directory that holds app/native/KEOMobileConfig.json (where the hits go) and
@@ -8,6 +9,7 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
+#include <QQmlContext>
 
 #include <cstdio>
 
@@ -22,6 +24,11 @@ int main(int argc, char **argv) {
                      qPrintable(QDir::currentPath()));
 
     QQmlApplicationEngine engine;
+    // The Watch page's clip, which the build made next to the program.
+    engine.rootContext()->setContextProperty(
+        QStringLiteral("clipUrl"),
+        QUrl::fromLocalFile(
+            QDir(QCoreApplication::applicationDirPath()).filePath("harbour-timelapse.ogv")));
     // Where this build found the module; QML2_IMPORT_PATH and Qt's own folder are looked at too.
     engine.addImportPath(QStringLiteral(KEO_QML_IMPORT_DIR));
     engine.load(QStringLiteral("qrc:/main.qml"));

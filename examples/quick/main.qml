@@ -1,9 +1,11 @@
 // Each page names its screen with KEOScreen; the library reports it each time the user comes
 // to it: the StackView's pages as they are pushed and popped back to, the tabs as they are
-// chosen, the dialog as it opens. Buttons report actions with KEOMobile.trackAction.
+// chosen, the dialog as it opens. Buttons report actions with KEOMobile.trackAction. The video
+// is followed by a KEOMediaTracker, which reports its view, milestones and close.
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
+import QtMultimedia 5.15
 import KEOMobile 4.0
 
 ApplicationWindow {
@@ -11,7 +13,7 @@ ApplicationWindow {
     title: "KEO Quick Example"
     // Fixed sizes keep every control where a user (and the GUI test) expects it.
     width: 560
-    height: 240
+    height: 400
     minimumWidth: width
     maximumWidth: width
     minimumHeight: height
@@ -21,7 +23,12 @@ ApplicationWindow {
     property int cartItems: 0
 
     // Launches and sessions follow this window's activation, through the application object.
-    Component.onCompleted: KEOMobile.collectLifecycleData()
+    Component.onCompleted: {
+        KEOMobile.collectLifecycleData()
+        // Read afresh at every media report.
+        KEOMediaAnalytics.trackMilestones = "25,50,75"
+        KEOMediaAnalytics.segmentByMilestones = true
+    }
 
     component ActionButton: Button {
         width: 140
@@ -41,6 +48,7 @@ ApplicationWindow {
         TabButton { text: "Shop"; width: 120 }
         TabButton { text: "News"; width: 120 }
         TabButton { text: "Account"; width: 120 }
+        TabButton { text: "Watch"; width: 120 }
     }
 
     StackLayout {
@@ -97,6 +105,49 @@ ApplicationWindow {
             Explanation {
                 text: "Signing in sets the visitor identifier that every later hit carries as "
                       + "\"vid\". The dialog is a screen of its own while it is open."
+            }
+        }
+
+        Page {
+            KEOScreen.name: "Watch"
+            ActionButton {
+                x: 20
+                text: "Play"
+                onClicked: video.play()
+            }
+            ActionButton {
+                x: 180
+                text: "Pause"
+                onClicked: video.pause()
+            }
+            Slider {
+                id: seekBar
+                x: 20
+                y: 70
+                width: 300
+                to: Math.max(video.duration, 1)
+                value: video.position // moved by the user, the slider keeps following the video
+                onMoved: video.seek(value)
+            }
+            Label {
+                x: 340
+                y: 80
+                text: (video.position / 1000).toFixed(1) + " of " + (video.duration / 1000).toFixed(1)
+                      + " s"
+            }
+            Video {
+                id: video
+                x: 20
+                y: 120
+                width: 240
+                height: 135
+                source: clipUrl
+            }
+            // Every report of the video's view, from its play, pauses, seeks and end.
+            KEOMediaTracker {
+                player: video
+                name: "Harbour timelapse"
+                playerName: "Quick player"
             }
         }
     }

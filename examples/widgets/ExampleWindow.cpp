@@ -18,7 +18,7 @@ namespace {
 
 // Fixed sizes keep every control where a user (and the GUI test) expects it, whatever font
 // the desktop has.
-const QSize kWindowSize(560, 220);
+const QSize kWindowSize(560, 380);
 const QSize kButtonSize(140, 34);
 
 // A page: a row of buttons on top, a line of explanation under it.

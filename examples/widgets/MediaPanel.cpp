@@ -1,13 +1,17 @@
 #include "MediaPanel.h"
 
 #include <KEOMediaAnalytics.h>
+#include <KEOMediaTracker.h>
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QHBoxLayout>
 #include <QMouseEvent>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QVBoxLayout>
+#include <QVideoWidget>
 
 #include <algorithm>
 #include <atomic>
@@ -28,8 +32,6 @@ protected:
 
 namespace {
 
-const QString kClip = QStringLiteral("Harbour timelapse");
-const double kLength = 8.0; // seconds
 const QSize kButtonSize(140, 34);
 
 // The panel that shows media events: set and cleared on the UI thread, read by the delegate
@@ -41,26 +43,38 @@ std::atomic<MediaPanel *> shownBy{nullptr};
 MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _status(status) {
     _play = new QPushButton(QStringLiteral("Play"));
     _pause = new QPushButton(QStringLiteral("Pause"));
+    // A stopped player goes back to the start; the tracker reports where it was.
+    _stop = new QPushButton(QStringLiteral("Stop"));
     _play->setFixedSize(kButtonSize);
     _pause->setFixedSize(kButtonSize);
+    _stop->setFixedSize(kButtonSize);
     _bar = new SeekBar;
-    _bar->setRange(0, int(kLength * 10));
     _bar->setFixedHeight(28);
-    _bar->onSeek = [this](double fraction) { seek(fraction); };
+    _bar->onSeek = [this](double fraction) {
+        _player.setPosition(qint64(fraction * _bar->maximum()));
+    };
+    auto *video = new QVideoWidget;
+    video->setFixedSize(240, 135);
 
     auto *layout = new QVBoxLayout(this);
     auto *row = new QHBoxLayout;
     row->addWidget(_play);
     row->addWidget(_pause);
+    row->addWidget(_stop);
     row->addStretch();
     layout->addLayout(row);
     layout->addWidget(_bar);
+    layout->addWidget(video);
     layout->addStretch();
 
-    connect(_play, &QPushButton::clicked, this, &MediaPanel::play);
-    connect(_pause, &QPushButton::clicked, this, &MediaPanel::pause);
-    connect(&_decoder, &QTimer::timeout, this, &MediaPanel::decode);
-    _decoder.setInterval(100);
+    connect(_play, &QPushButton::clicked, &_player, &QMediaPlayer::play);
+    connect(_pause, &QPushButton::clicked, &_player, &QMediaPlayer::pause);
+    connect(_stop, &QPushButton::clicked, &_player, &QMediaPlayer::stop);
+    connect(&_player, &QMediaPlayer::positionChanged, this, &MediaPanel::refresh);
+    connect(&_player, &QMediaPlayer::durationChanged, this, &MediaPanel::refresh);
+    connect(&_player, &QMediaPlayer::stateChanged, this, &MediaPanel::refresh);
+    _player.setNotifyInterval(100);
+    _player.setVideoOutput(video);
 
     // Settings are read afresh by every event: set them before the first report.
     KEOMediaAnalytics *media = KEOMediaAnalytics::sharedInstance();
@@ -69,74 +83,32 @@ MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _
     media->segmentByMilestones = true;
     shownBy = this;
     media->mediaMeasurementDelegate = &MediaPanel::mediaEvent;
+    // The tracker, a child of the panel, reports all that the player does from here on. The
+    // clip was made by the build, next to the program.
+    auto *tracker = new KEOMediaTracker(&_player, this);
+    tracker->setName(QStringLiteral("Harbour timelapse"));
+    tracker->setPlayerName(QStringLiteral("Widgets player"));
+    tracker->setPlayerID(QStringLiteral("player-1"));
+    _player.setMedia(QUrl::fromLocalFile(
+        QDir(QCoreApplication::applicationDirPath()).filePath("harbour-timelapse.ogv")));
     refresh();
 }
 
 MediaPanel::~MediaPanel() {
-    KEOMediaAnalytics *media = KEOMediaAnalytics::sharedInstance();
-    media->mediaMeasurementDelegate = nullptr;
-    // A report waits for any delegate call still running, so after this close none can reach
-    // the panel any more.
-    media->close(kClip);
+    KEOMediaAnalytics::sharedInstance()->mediaMeasurementDelegate = nullptr;
+    // A report waits for any delegate call still running, so after the tracker's close (as it
+    // goes, before the player) none can reach the panel any more.
     shownBy = nullptr;
 }
 
-void MediaPanel::play() {
-    if (_playing)
-        return;
-    KEOMediaAnalytics *media = KEOMediaAnalytics::sharedInstance();
-    if (!_open) {
-        if (_offset >= kLength)
-            _offset = 0.0;
-        media->open(kClip, kLength, QStringLiteral("Widgets player"), QStringLiteral("player-1"));
-        _open = true;
-    }
-    media->play(kClip, _offset);
-    _playing = true;
-    _clock.start();
-    _decoder.start();
-    refresh();
-}
-
-void MediaPanel::pause() {
-    if (!_playing)
-        return;
-    decode();
-    if (!_playing) // the clip ended in that last step
-        return;
-    _decoder.stop();
-    _playing = false;
-    KEOMediaAnalytics::sharedInstance()->stop(kClip, _offset);
-    refresh();
-}
-
-void MediaPanel::seek(double fraction) {
-    // A jump is a stop where the clip was and a play where it lands.
-    const bool wasPlaying = _playing;
-    pause();
-    _offset = fraction * kLength;
-    if (wasPlaying)
-        play();
-    refresh();
-}
-
-void MediaPanel::decode() {
-    _offset = std::min(kLength, _offset + _clock.restart() / 1000.0);
-    if (_offset >= kLength) {
-        _decoder.stop();
-        _playing = false;
-        _open = false;
-        // The end of the stream: a close this near the end counts as a completed view.
-        KEOMediaAnalytics::sharedInstance()->close(kClip);
-    }
-    refresh();
-}
-
 void MediaPanel::refresh() {
-    _bar->setValue(int(_offset * 10));
-    _bar->setFormat(QStringLiteral("%1 of %2 s").arg(_offset, 0, 'f', 1).arg(kLength, 0, 'f', 1));
-    _play->setEnabled(!_playing);
-    _pause->setEnabled(_playing);
+    const double position = _player.position() / 1000.0, length = _player.duration() / 1000.0;
+    _bar->setRange(0, int(std::max<qint64>(_player.duration(), 1)));
+    _bar->setValue(int(_player.position()));
+    _bar->setFormat(QStringLiteral("%1 of %2 s").arg(position, 0, 'f', 1).arg(length, 0, 'f', 1));
+    _play->setEnabled(_player.state() != QMediaPlayer::PlayingState);
+    _pause->setEnabled(_player.state() == QMediaPlayer::PlayingState);
+    _stop->setEnabled(_player.state() != QMediaPlayer::StoppedState);
 }
 
 void MediaPanel::mediaEvent(KEOMediaState *snapshot) {

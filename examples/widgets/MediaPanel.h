@@ -1,9 +1,9 @@
 #pragma once
-// The player page: a clip that a timer "decodes", with play, pause and a progress bar that
-// seeks where it is clicked. Each change of the play state is one report to KEOMediaAnalytics,
-// which sends the view, the 25/50/75 % milestones, the segments and the close by itself.
-#include <QElapsedTimer>
-#include <QTimer>
+// The player page: a clip played by QMediaPlayer in a QVideoWidget, with play, pause, stop and a
+// progress bar that seeks where it is clicked. A KEOMediaTracker follows the player and makes
+// every report to KEOMediaAnalytics, which sends the view, the 25/50/75 % milestones, the
+// segments and the close by itself; the page has no media call of its own.
+#include <QMediaPlayer>
 #include <QWidget>
 
 class KEOMediaState;
@@ -15,15 +15,10 @@ class MediaPanel : public QWidget {
 public:
     // Shows each media event in status, which must outlive the panel. UI thread only.
     explicit MediaPanel(QStatusBar *status, QWidget *parent = nullptr);
-    // Closes the clip and stops the media events before the panel goes. UI thread only.
+    // Stops the media events before the panel goes; the tracker closes the clip. UI thread only.
     ~MediaPanel() override;
 
 private:
-    void play();
-    void pause();
-    void seek(double fraction);
-    // One step of the stand-in decoder: the position moves on by the time that passed.
-    void decode();
     void refresh();
     // The library's media delegate: called on any thread, owns the snapshot it gets.
     static void mediaEvent(KEOMediaState *state);
@@ -31,10 +26,7 @@ private:
     QStatusBar *_status;
     QPushButton *_play;
     QPushButton *_pause;
+    QPushButton *_stop;
     SeekBar *_bar;
-    QTimer _decoder;
-    QElapsedTimer _clock;
-    double _offset = 0.0;
-    bool _open = false;
-    bool _playing = false;
+    QMediaPlayer _player;
 };

@@ -1,4 +1,5 @@
-// The QML module KEOMobile 4.0: the singleton KEOMobile and the attached type KEOScreen.
+// The QML module KEOMobile 4.0: the singletons KEOMobile and KEOMediaAnalytics, the attached
+// type KEOScreen and KEOMediaTracker.
 #include "KEOMobileQuick.h"
 
 #include <QQmlExtensionPlugin>

@@ -1,6 +1,9 @@
 #include "KEOMobileQuick.h"
 
+#include "KEOMediaAnalyticsQuick.h"
 #include "KEOScreen.h"
+
+#include <KEOMediaTracker.h>
 
 #include <QJSValueIterator>
 #include <QVariant>
@@ -49,6 +52,10 @@ void KEOMobileQuick::registerTypes(const char *uri) {
         [](QQmlEngine *, QJSEngine *) -> QObject * { return new KEOMobileQuick; });
     qmlRegisterUncreatableType<KEOScreen>(uri, 4, 0, "KEOScreen",
                                           QStringLiteral("KEOScreen is an attached type"));
+    qmlRegisterSingletonType<KEOMediaAnalyticsQuick>(
+        uri, 4, 0, "KEOMediaAnalytics",
+        [](QQmlEngine *, QJSEngine *) -> QObject * { return new KEOMediaAnalyticsQuick; });
+    qmlRegisterType<KEOMediaTracker>(uri, 4, 0, "KEOMediaTracker");
 }
 
 void KEOMobileQuick::trackState(const QString &name, const QJSValue &data) {

@@ -55,8 +55,8 @@ public:
     /// too) flattened into dotted keys. The caller keeps data; the thread of its engine.
     static QHash<QString, QString> contextData(const QJSValue &data);
 
-    /// Registers KEOMobile and KEOScreen in the module uri, version 4.0: once per process,
-    /// before a QML engine imports it, on the engine's thread.
+    /// Registers KEOMobile, KEOScreen, KEOMediaAnalytics and KEOMediaTracker in the module uri,
+    /// version 4.0: once per process, before a QML engine imports it, on the engine's thread.
     static void registerTypes(const char *uri);
 
 Q_SIGNALS:

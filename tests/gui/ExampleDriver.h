@@ -19,11 +19,15 @@ protected:
     // new launch), closed; then a second run, whose launch reports no crash and whose first
     // screen has these pairs, closed again. No other hit came.
     void restoreCloseAndRunAgain(const char *firstScreen);
-    // Waits for the next hit and checks its pairs ("key=value; ..."): a key with a dot is
-    // context data, "*" any value that is there; none for a step that sends nothing.
+    // Waits for the next hit and checks its pairs, as expectPairs(); none for a step that sends
+    // nothing.
     void expectHit(const char *pairs);
     // A click at x, y in the window, then the hit it sends.
     void click(int x, int y, const char *pairs);
+    // Play clicked at x, y, then a seek clicked 40 % into the example's clip (8 s, made by the
+    // build): the view, the 25 % milestone at the landing with no time played, 50 and 75 %, the
+    // complete close at the end.
+    void playAndSeek(int x, int y, int seekX, int seekY);
     // Keys typed into the focused window, then the hit they send.
     void type(const char *keys, const char *pairs);
     // Waits for what the last step set moving to come to rest (a page sliding in, a dialog

@@ -1,5 +1,7 @@
 #include "LoopbackTest.h"
 
+#include <QStringList>
+
 void LoopbackTest::configure(bool offlineEnabled, const QString &extraAnalytics) {
     ASSERT_TRUE(server.start());
     dir.writeConfig(QString::fromStdString(server.baseServer()), offlineEnabled, extraAnalytics);
@@ -23,6 +25,18 @@ std::string var(const collector::Hit &hit, const std::string &key) {
 
 std::string ctx(const collector::Hit &hit, const std::string &dottedPath) {
     return hit.decoded.ctx(dottedPath).value_or("<missing>");
+}
+
+void expectPairs(const collector::Hit &hit, const char *pairs) {
+    for (const QString &pair : QString(pairs).split("; ")) {
+        SCOPED_TRACE(pair.toStdString());
+        const std::string key = pair.section('=', 0, 0).toStdString();
+        const QString value = pair.section('=', 1);
+        const std::string got = key.find('.') != std::string::npos ? ctx(hit, key) : var(hit, key);
+        EXPECT_TRUE(value == "*" ? got != "<missing>"
+                                 : value.split('|').contains(QString::fromStdString(got)))
+            << got;
+    }
 }
 
 std::vector<std::string> pages(const std::vector<collector::Hit> &hits) {

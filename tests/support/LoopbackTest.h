@@ -31,5 +31,8 @@ collector::Hit hitOf(const std::string &url);
 // A decoded value or "<missing>", so that expectations read as literals.
 std::string var(const collector::Hit &hit, const std::string &key);
 std::string ctx(const collector::Hit &hit, const std::string &dottedPath);
+// Checks the hit's pairs ("key=value; ..."): a key with a dot is context data, the value "*" any
+// value that is there, and values joined by '|' are each accepted.
+void expectPairs(const collector::Hit &hit, const char *pairs);
 // The "pageName" of each hit, in arrival order.
 std::vector<std::string> pages(const std::vector<collector::Hit> &hits);

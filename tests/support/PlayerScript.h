@@ -1,0 +1,69 @@
+#pragma once
+// What a person does at a media player, the same for a QMediaPlayer and QML's MediaPlayer and
+// Video, reached by name as the media tracker does; with clips made by Debian's GStreamer, video
+// only, so that no sound device is needed.
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QUrl>
+#include <QVariant>
+
+#include <functional>
+
+namespace player_script {
+
+// A Theora clip of `seconds` at 10 frames a second in the working directory; true when made.
+inline bool makeClip(const QString &file, int seconds) {
+    return QProcess::execute("sh", {"-c", QString("gst-launch-1.0 -q videotestsrc num-buffers=%1 ! "
+                                                  "video/x-raw,framerate=10/1 ! theoraenc ! oggmux "
+                                                  "! filesink location=%2")
+                                              .arg(seconds * 10)
+                                              .arg(file)}) == 0;
+}
+
+// Runs the event loop, where the player lives, until condition holds and what the player told
+// by then has been handled; false after 20 s.
+inline bool until(const std::function<bool()> &condition, int msecs = 20000) {
+    QElapsedTimer clock;
+    for (clock.start(); !condition(); QCoreApplication::processEvents(QEventLoop::AllEvents, 20))
+        if (clock.hasExpired(msecs))
+            return false;
+    QCoreApplication::processEvents();
+    return true;
+}
+
+// The run, with clip.ogv of 8 s and short.ogv of 4 s made: clip.ogv played from the start,
+// paused for 2 s at 2.3 s, sought from 4.4 s to 6.5 s while playing, played to its end and
+// played again; at 1 s the source becomes short.ogv, and at 1.5 s none. False if the player
+// never got somewhere.
+inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSource) {
+    const auto at = [player](qint64 msecs) {
+        return until([=] { return player->property("position").toLongLong() >= msecs; });
+    };
+    const auto call = [player](const char *method) { QMetaObject::invokeMethod(player, method); };
+    const auto source = [&](const char *file) {
+        setSource(QUrl::fromLocalFile(QDir::current().filePath(file))), call("play");
+    };
+    source("clip.ogv");
+    bool ok = at(2300);
+    call("pause");
+    until([] { return false; }, 2000);
+    call("play");
+    ok = ok && at(4400);
+    if (!QMetaObject::invokeMethod(player, "seek", Q_ARG(int, 6500)) &&    // MediaPlayer
+        !QMetaObject::invokeMethod(player, "seek", Q_ARG(QVariant, 6500))) // Video
+        player->setProperty("position", 6500);                             // QMediaPlayer
+    ok = ok && until([player] {
+             const QVariant status = player->property("mediaStatus");
+             return (status.isValid() ? status : player->property("status")).toInt() == 7;
+         });
+    call("play"); // after the end, from the start
+    ok = ok && at(1000);
+    source("short.ogv");
+    ok = ok && at(1500);
+    setSource(QUrl());
+    return ok;
+}
+
+} // namespace player_script
