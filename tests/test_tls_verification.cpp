@@ -2,8 +2,8 @@
 // signed, or one made out to another host, is refused before any request is sent, and the hit
 // then meets the rule for any other error (offline tracking on: deleted after that one try). The
 // server is Python's ssl module on loopback with certificates made here by openssl. Where the
-// test's authority must be trusted, the sending copy of this program runs in a mount namespace of
-// its own whose system bundle is that authority (root only); its last case proves the trick.
+// test's authority must be trusted, the sender runs in a mount namespace whose system bundle is
+// that authority (root only); the last case, delivered, proves the trick.
 #include "KEOMobile.h"
 #include "SelfProcess.h"
 #include "WorkDir.h"
@@ -28,6 +28,20 @@ for cert in other:DNS:other.example local:IP:127.0.0.1; do
   openssl x509 -req -in $name.csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 \
     -extfile $name.ext -out $name.pem
 done)";
+
+// Serves TLS with the certificate and key given, prints its port, then "GET <path>" per request.
+const char *kServer = R"(import http.server, ssl, sys
+class Handler(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        print("GET " + self.path, flush=True)
+        self.send_response(200)
+        self.end_headers()
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(sys.argv[1], sys.argv[2])
+server.socket = context.wrap_socket(server.socket, server_side=True)
+print(server.server_address[1], flush=True)
+server.serve_forever())";
 
 struct Case {
     const char *certificate;
@@ -56,7 +70,7 @@ TEST(TlsVerification, UntrustedOrMisnamedCertificatesGetNoHitAndCostItsOneTry) {
             continue;
         }
         const QString name = c.certificate;
-        SelfProcess server({}, {TLS_SERVER, name + ".pem", name + ".key"},
+        SelfProcess server({}, {"-c", kServer, name + ".pem", name + ".key"},
                            QProcess::ForwardedErrorChannel, "/usr/bin/python3");
         std::vector<std::string> port;
         server.readUntil(steady_clock::now() + seconds(10), port, 1);

@@ -1,6 +1,6 @@
 """The collector's web view as a person sees it, in headless Chromium: the demo application's
-hits arriving live, the filters, a tree unfolded by a click, markup shown as text, a page of
-10,000 hits, and a view that only loopback names may read.
+hits arriving live, the filters, a tree unfolded by a click, markup shown as text, and a view
+that only loopback names may read.
 
 usage: test_view.py KEO_DEMO OUTPUT_DIR   (writes OUTPUT_DIR/view.png)
 """
@@ -136,23 +136,6 @@ class View(unittest.TestCase):
                 self.assertEqual(self.send('', host.replace('%d', str(self.port)), path), status)
         self.assertEqual(self.send('&pageName=Rebound', host='evil.example'), 200)
         self.assertTrue(wait_for(lambda: 'state "Rebound"' in self.titles(), 2))
-
-    def test_6_ten_thousand_hits_stay_filterable(self):
-        self.browser.execute_script(  # the longest wait for a frame is printed, not judged
-            "window.keoGaps = []; let last = performance.now(); (function tick(now) {"
-            " keoGaps.push(now - last); last = now; requestAnimationFrame(tick); })(last);")
-        connection = http.client.HTTPConnection('127.0.0.1', self.port, timeout=10)
-        for i in range(10000):
-            connection.request('GET', '/b/ss/rs/0/BBN-4.0.0/s%d?AQB=1&ndh=1&pageName=Bulk%d'
-                               '&c.&bulk.n=%d&.c&AQE=1' % (i, i, i))
-            connection.getresponse().read()
-        connection.close()
-        started = time.monotonic()
-        self.browser.find_element(By.ID, 'filter').send_keys('bulk9999')
-        self.assertEqual(self.titles(1, 60), ['state "Bulk9999"'])
-        print('10,000 hits on the page and filtered %.1f s after the last was sent; longest frame'
-              ' %.0f ms' % (time.monotonic() - started,
-                            self.browser.execute_script('return Math.max(...keoGaps)')))
 
 
 if __name__ == '__main__':
