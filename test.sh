@@ -27,8 +27,12 @@ run_suite build-tsan -DKEOMOBILE_TSAN=ON -DKEOMOBILE_BUILD_BENCH=OFF -DKEOMOBILE
 echo "== Fuzzing, 30 s per target =="
 scripts/fuzz.sh 30
 echo "== Test volume =="
-# Tracked files; every file where there is no git checkout.
-count() { { git ls-files -- "$@" 2>/dev/null || find "$@" -type f; } | xargs -r cat | wc -l; }
+# Sources of every language the project has (C++, QML, JavaScript, Python, HTML, CSS) and the
+# CMake lists, tracked; every file where there is no git checkout.
+count() {
+  { git ls-files -- "$@" 2>/dev/null || find "$@" -type f; } |
+    grep -E '\.(c|cc|cpp|h|hpp|qml|js|py|html|css)$|CMakeLists.txt$' | xargs -r cat | wc -l
+}
 tests=$(count tests fuzz)
 code=$(count src platform tools examples integrations)
 echo "tests/ + fuzz/: $tests lines; src/ + platform/ + tools/ + examples/ + integrations/: $code lines;" \
