@@ -117,9 +117,10 @@ KEOMobileConfig::KEOMobileConfig() {
         _privacyStatus = static_cast<KEOMobilePrivacyStatus>(DEFAULT_PRIVACYSTATUS);
 
     _pointsOfInterest = new QList<KEOPointOfInterest>();
-    const QList<QVariant> points = analytics.value(KEOJsonConfigPointsOfInterestKey).toList();
+    const QList<QVariant> points =
+        KEOStatic::toList(analytics.value(KEOJsonConfigPointsOfInterestKey));
     for (const QVariant &element : points) {
-        const QList<QVariant> fields = element.toList();
+        const QList<QVariant> fields = KEOStatic::toList(element);
         if (fields.count() != 4)
             continue;
         KEOPointOfInterest point;

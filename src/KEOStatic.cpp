@@ -312,14 +312,22 @@ QString KEOStatic::getApplicationVersion() {
 // ---------------------------------------------------------------------------------------
 // Visitor identifier
 
-// QString's QRegExp overloads, which Qt 6 keeps in QRegExp itself (Qt 5 Compatibility); Qt 5's
-// remove(QRegExp) is a replace by nothing.
-static void replaceAll(QString &text, const QRegExp &rx, const QString &after) {
+// Qt 5's remove(QRegExp) is a replace by nothing.
+void KEOStatic::replaceAll(QString &text, const QRegExp &rx, const QString &after) {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
     text = rx.replaceIn(text, after);
 #else
     text.replace(rx, after);
 #endif
+}
+
+QList<QVariant> KEOStatic::toList(const QVariant &value) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    const int type = value.userType();
+    if (type == QMetaType::QString || type == QMetaType::QByteArray)
+        return QList<QVariant>();
+#endif
+    return value.toList();
 }
 
 int KEOStatic::qrandDraw() {
@@ -339,20 +347,21 @@ static void initServerVID() {
     if (!_aid.isEmpty())
         return;
     QString uuid = QUuid::createUuid().toString();
-    replaceAll(uuid, QRegExp("[-{}]", Qt::CaseSensitive, QRegExp::RegExp), QString());
+    KEOStatic::replaceAll(uuid, QRegExp("[-{}]", Qt::CaseSensitive, QRegExp::RegExp), QString());
     uuid = uuid.toUpper();
     if (uuid.length() != 32) {
         KEOStatic::logError("Unable to create visitor ID(generated uuid was only %d characters)",
-                            uuid.length());
+                            static_cast<int>(uuid.length()));
         return;
     }
     // The two halves take differently ranged leading digits.
     QString left = uuid.left(16);
     const QString leftDigit = QString::number(KEOStatic::qrandDraw() % 8);
-    replaceAll(left, QRegExp("^[89A-F]", Qt::CaseSensitive, QRegExp::RegExp), leftDigit);
+    KEOStatic::replaceAll(left, QRegExp("^[89A-F]", Qt::CaseSensitive, QRegExp::RegExp), leftDigit);
     QString right = uuid.right(16);
     const QString rightDigit = QString::number(KEOStatic::qrandDraw() % 4);
-    replaceAll(right, QRegExp("^[4-9A-F]", Qt::CaseSensitive, QRegExp::RegExp), rightDigit);
+    KEOStatic::replaceAll(right, QRegExp("^[4-9A-F]", Qt::CaseSensitive, QRegExp::RegExp),
+                          rightDigit);
     _aid = QString("%1-%2").arg(left, right);
     KEOSharedPreferences::sharedInstance()->putString("aid", _aid);
 }
@@ -387,10 +396,10 @@ QString KEOStatic::cleanContextDataKey(QString value) {
     QString fixedString = value;
     // One pass over the original text: dots that only become leading or trailing through
     // this removal stay.
-    replaceAll(fixedString,
-               QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp),
-               QString());
-    replaceAll(fixedString, QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
+    KEOStatic::replaceAll(
+        fixedString, QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp),
+        QString());
+    KEOStatic::replaceAll(fixedString, QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
     return fixedString;
 }
 

@@ -5,8 +5,10 @@
 #include <QByteArray>
 #include <QHash>
 #include <QString>
+#include <QVariant>
 
 class KEOContextData;
+class QRegExp;
 
 class KEOStatic {
 public:
@@ -47,6 +49,11 @@ public:
     // The next number of qrand()'s unseeded sequence on the calling thread. Qt 6 has no qrand;
     // there the same numbers come in the same order from the generator behind Qt 5's.
     static int qrandDraw();
+    // QString::replace(QRegExp, QString) as Qt 5 has it; Qt 6 keeps the operation in QRegExp.
+    static void replaceAll(QString &text, const QRegExp &rx, const QString &after);
+    // QVariant::toList as Qt 5 gives it: Qt 6 also makes a list of a text's characters, which
+    // would turn a name standing where a list belongs into a point of interest.
+    static QList<QVariant> toList(const QVariant &value);
 
     // Context data keys reduced to letters, digits and single inner dots.
     static QString cleanContextDataKey(QString value);

@@ -13,6 +13,7 @@ namespace {
 
 // A fixed hash seed makes the hashes' order a literal; it must precede every hash.
 const bool seeded = (qSetGlobalQHashSeed(0), true);
+constexpr bool kQt6 = QT_VERSION_MAJOR == 6;
 
 using Hash = QHash<QString, QString>;
 
@@ -22,8 +23,9 @@ QString block(const Hash &data) {
 
 // The general path that every key and value is defined by.
 QString cleanedByExpressions(QString key) {
-    key.remove(QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp));
-    return key.replace(QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
+    KEOStatic::replaceAll(key, QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$"), QString());
+    KEOStatic::replaceAll(key, QRegExp("[.]{2,}"), ".");
+    return key;
 }
 
 QString encodedByQt(const QString &text) {
@@ -46,9 +48,10 @@ TEST(ContextKeyCleaning, KeepsLettersDigitsAndInnerDotsInOnePass) {
 }
 
 TEST(ContextKeyCleaning, CollidingKeysKeepTheValueLaterInTheHashOrder) {
-    // With this seed "a!" comes after "a", while "b" comes after "b!".
+    // With this seed "a!" comes after "a"; "b" comes after "b!" in Qt 5's hash, not in Qt 6's.
     EXPECT_EQ(KEOStatic::cleanContextDataHash({{"a", "1"}, {"a!", "2"}}), (Hash{{"a", "2"}}));
-    EXPECT_EQ(KEOStatic::cleanContextDataHash({{"b", "1"}, {"b!", "2"}}), (Hash{{"b", "1"}}));
+    EXPECT_EQ(KEOStatic::cleanContextDataHash({{"b", "1"}, {"b!", "2"}}),
+              (Hash{{"b", kQt6 ? "2" : "1"}}));
     EXPECT_EQ(KEOStatic::cleanContextDataHash({{"%%", "v"}}), (Hash{{"", "v"}}));
 }
 
@@ -87,9 +90,11 @@ TEST(ContextSerialization, NestsByDotsAndWritesValuesBeforeBranches) {
         {{{"a.%", "1"}}, "&c.&a.&=1&.a&.c"},
         {{{"k", "a&b=c%d e"}}, "&c.&k=a%26b%3Dc%25d%20e&.c"},
         {{{"k", "%1%2"}}, "&c.&k=%251%252&.c"},
-        // Each level in its hash's order, never sorted.
-        {{{"three", "3"}, {"one", "1"}, {"two", "2"}}, "&c.&three=3&one=1&two=2&.c"},
-        {{{"x.name", "n"}, {"x.plan", "p"}, {"x.shop", "s"}}, "&c.&x.&name=n&shop=s&plan=p&.x&.c"}};
+        // Each level in its hash's order, never sorted; the two majors' hashes differ.
+        {{{"three", "3"}, {"one", "1"}, {"two", "2"}},
+         kQt6 ? "&c.&two=2&three=3&one=1&.c" : "&c.&three=3&one=1&two=2&.c"},
+        {{{"x.name", "n"}, {"x.plan", "p"}, {"x.shop", "s"}},
+         kQt6 ? "&c.&x.&name=n&plan=p&shop=s&.x&.c" : "&c.&x.&name=n&shop=s&plan=p&.x&.c"}};
     for (const auto &[data, text] : cases)
         EXPECT_EQ(block(data), text) << text.toStdString();
     EXPECT_EQ(KEOStatic::serializeToQueryString({{"my key", ""}}, {}), QString("&my%20key="));

@@ -6,7 +6,7 @@
 
 #include <desktop/DesktopPlatform.h>
 
-#include <QRegExp>
+#include <QRegularExpression>
 
 namespace {
 
@@ -20,7 +20,8 @@ protected:
 };
 
 bool matches(const char *pattern, const std::string &text) {
-    return QRegExp(pattern).exactMatch(QString::fromStdString(text));
+    const QRegularExpression whole(QRegularExpression::anchoredPattern(pattern));
+    return whole.match(QString::fromStdString(text)).hasMatch();
 }
 
 } // namespace

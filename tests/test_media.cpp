@@ -3,6 +3,8 @@
 #include "LoopbackTest.h"
 #include "MediaScript.h"
 
+#include <QRegularExpression>
+
 #include <chrono>
 #include <thread>
 
@@ -49,7 +51,9 @@ protected:
         std::lock_guard<std::mutex> guard(media_script::seenMutex);
         return media_script::seen;
     }
-    static int count(const QString &prefix) { return seen().filter(QRegExp("^" + prefix)).size(); }
+    static int count(const QString &prefix) {
+        return seen().filter(QRegularExpression("^" + prefix)).size();
+    }
 
     // Every hit, once all have arrived, as the values of keys: context data ('.' for "a.media.")
     // or, without a dot, vars.
@@ -73,7 +77,7 @@ TEST_P(Media, Runs) {
     media_script::run(QString::fromStdString(GetParam().script));
     EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 6s))
         << "a monitor outlived its item";
-    const QString told = seen().filter(QRegExp("^(?!.* MONITOR@)")).join(", ");
+    const QString told = seen().filter(QRegularExpression("^(?!.* MONITOR@)")).join(", ");
     EXPECT_EQ(GetParam().snapshots.empty() ? "" : told.toStdString(), GetParam().snapshots);
     EXPECT_EQ(GetParam().keys.empty() ? "" : hits(QString::fromStdString(GetParam().keys)),
               GetParam().hits);

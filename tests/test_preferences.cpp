@@ -7,7 +7,7 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegExp>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -96,7 +96,7 @@ TEST(Preferences, WithoutDataDirectoryPutsLogAndServeTheValueRemoveIsSilent) {
     EXPECT_EQ(countOf(err, "KEOMobile Error: Unable to write JSON Defaults file ("), 2u) << err;
     EXPECT_EQ(countOf(err, "\n"), 2u) << err;
     EXPECT_EQ(prefs()->getString("k"), QString("v"));
-    EXPECT_TRUE(QRegExp("[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}").exactMatch(aid));
+    EXPECT_TRUE(QRegularExpression("^[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}$").match(aid).hasMatch());
     EXPECT_EQ(KEOStatic::getServerVisitorID(), aid);
     EXPECT_EQ(libraryLines(captureStderr([] { prefs()->remove("k"); })), "");
     EXPECT_EQ(prefs()->getString("k"), QString(""));

@@ -12,7 +12,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegExp>
+#include <QRegularExpression>
 
 #include <map>
 #include <memory>
@@ -117,7 +117,7 @@ TEST(SharedVisitorId, FirstRunsStartedTogetherShareOneIdentifier) {
         for (auto &copy : startTogether("aid", 3)) {
             copy->wait(30000);
             for (const QByteArray &line : copy->output().split('\n'))
-                if (QRegExp("[0-9A-F]{16}-[0-9A-F]{16}").exactMatch(line))
+                if (QRegularExpression("^[0-9A-F]{16}-[0-9A-F]{16}$").match(line).hasMatch())
                     seen.insert(line.toStdString());
         }
         EXPECT_EQ(seen, std::set<std::string>{preferences().value("aid").toString().toStdString()})

@@ -6,7 +6,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegExp>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@
 
 namespace {
 
-const QRegExp kForm("[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}");
+const QRegularExpression kForm("^[0-7][0-9A-F]{15}-[0-3][0-9A-F]{15}$");
 const char *kFile = "data/KEOPreferences.json";
 
 QString stored(const WorkDir &dir) {
@@ -36,7 +36,7 @@ TEST(VisitorId, EachInstallationGetsANewIdentifierOfTheFormThatLaterRunsKeep) {
         inChild(
             [] { EXPECT_EQ(KEOStatic::getServerVisitorID(), KEOStatic::getServerVisitorID()); });
         const QString aid = stored(dir);
-        ASSERT_TRUE(i == 99 ? dir.read(kFile) == verbatim : kForm.exactMatch(aid))
+        ASSERT_TRUE(i == 99 ? dir.read(kFile) == verbatim : kForm.match(aid).hasMatch())
             << aid.toStdString();
         EXPECT_FALSE(seen.contains(aid));
         seen.insert(aid);
