@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds warning-free, runs every test, then builds again with
-# AddressSanitizer and UndefinedBehaviorSanitizer and runs the same tests, runs the thread
-# stress and exit tests under ThreadSanitizer, and fuzzes each libFuzzer target for 30 s.
+# Installs what is missing, builds warning-free, runs every test against Qt 5 and then Qt 6,
+# then builds again (Qt 5) with AddressSanitizer and UndefinedBehaviorSanitizer and runs the same
+# tests, runs the thread stress and exit tests under ThreadSanitizer, and fuzzes each libFuzzer
+# target for 30 s.
 set -euo pipefail
 cd "$(dirname "$0")"
 ./scripts/install-deps.sh
@@ -16,6 +17,10 @@ run_suite() {
 
 echo "== Build and test =="
 run_suite build
+echo "== Build and test against Qt 6 =="
+# The same suite against Qt 6; it also compares one session's hits and preferences with the Qt 5
+# build's above, and installs both builds into one prefix.
+run_suite build-qt6 -DKEOMOBILE_QT_MAJOR=6 -DKEOMOBILE_COMPARE_BUILD="$PWD/build"
 echo "== Build and test with AddressSanitizer and UndefinedBehaviorSanitizer =="
 # Without the package tests (label "package", left out by tests/CMakeLists.txt here): they
 # build, install and link trees of their own, which the sanitizer flags don't reach; the

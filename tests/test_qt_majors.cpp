@@ -1,0 +1,139 @@
+// The Qt 5 and the Qt 6 build send the same hits and write the same preferences: one scripted
+// session (lifecycle, screens and actions with nested context data, a location, a media item with
+// milestones) runs under a frozen clock in a copy of this program from each build. Within a
+// level, order follows each build's own hash, so levels compare as sets; the random numbers and
+// the visitor identifier compare as they stand.
+#include "KEOMobile.h"
+#include "LoopbackTest.h"
+#include "MediaScript.h"
+#include "SelfProcess.h"
+
+#include <bb/cascades/Application>
+#include <desktop/DesktopPlatform.h>
+
+#include <QDir>
+#include <QFile>
+#include <QUuid>
+
+#include <algorithm>
+
+#include <unistd.h>
+
+using namespace std::chrono;
+
+// Each session makes the same identifier, so that the two builds' visitor identifiers compare:
+// this program's own definition stands before Qt Core's for the library linked into it.
+QUuid QUuid::createUuid() {
+    return QUuid("{9a3f0c2e-7b14-4d5e-a6c8-0123456789ab}");
+}
+
+namespace {
+
+const char *kMedia =
+    "set|milestones|25,50,75;set|segmentByMilestones|1;"
+    "open|Harbour timelapse|100|main|p1;play|Harbour timelapse|0;"
+    "tick|Harbour timelapse|1|80;stop|Harbour timelapse|80;close|Harbour timelapse";
+
+int runSession(int argc, char **argv) {
+    if (chdir(getenv("KEO_SESSION_DIR")) != 0)
+        return 2;
+    bb::cascades::Application app(argc, argv);
+    KEOMobile::collectLifecycleData();
+    desktop::emitAwake();
+    KEOMobile::setUserIdentifier("user-7");
+    KEOMobile::setPrivacyStatus(KEOMobilePrivacyStatusOptOut);
+    KEOMobile::trackState("Home", {{"shop.cart.items", "3"},
+                                   {"shop.cart.total", "12.50"},
+                                   {"shop.name", "Harbour & Co"},
+                                   {"user..plan!", "gold"},
+                                   {QString::fromUtf8("caf\xC3\xA9"), "open"}});
+    KEOMobile::trackAction("Buy", {{"product.id", "42"}, {"product", "mug"}});
+    bps_event_t *event = desktop::makeGeolocationEvent(45.5018, -73.5672, 10);
+    KEOMobile::trackLocation(event, {{"trip.leg", "1"}});
+    desktop::freeEvent(event);
+    media_script::monitors = false;
+    media_script::run(kMedia);
+    if (!waitFor([] { return hitRowsAt("data/KEOAnalyticsCache.sqlite") == 0; }, seconds(30)))
+        return 3;
+    desktop::emitAsleep();
+    return 0;
+}
+
+void appendTree(std::string &text, const collector::ContextNode &node, const std::string &path) {
+    if (node.hasValue)
+        text += path + "=" + node.value + "\n";
+    for (const auto &[name, child] : node.children)
+        appendTree(text, child, path + name + ".");
+}
+
+// The hit with its top-level pairs sorted and its context levels as sets.
+std::string normalized(const collector::Hit &hit) {
+    const collector::DecodedHit &d = hit.decoded;
+    std::string text = d.reportSuites + " BBN-" + d.libraryVersion + " s" + d.random +
+                       (d.wellFormed ? "" : " MALFORMED: " + d.error) + "\n" + hit.userAgent +
+                       " | " + hit.acceptLanguage + "\n";
+    auto vars = d.vars;
+    std::sort(vars.begin(), vars.end());
+    for (const auto &[key, value] : vars)
+        text += key + "=" + value + "\n";
+    appendTree(text, d.context, "c.");
+    return text;
+}
+
+class QtMajors : public LoopbackTest {
+protected:
+    struct Run {
+        std::vector<std::string> hits;
+        std::string aid;
+        QByteArray preferences;
+    };
+
+    Run session(const QString &program, const QString &name) {
+        const QString home = dir.file(name);
+        for (const char *sub : {"/data", "/app/native"})
+            EXPECT_TRUE(QDir().mkpath(home + sub));
+        for (const char *file :
+             {"/app/native/KEOMobileConfig.json", "/app/native/bar-descriptor.xml"})
+            EXPECT_TRUE(QFile::copy(dir.file(file + 1), home + file));
+        server.clear();
+        SelfProcess copy(SelfProcess::fakeClock("FAKETIME=2026-11-25 10:00:00",
+                                                {"TZ=America/Montreal", "LANG=fr_CA.UTF-8",
+                                                 "KEO_SESSION_DIR=" + home.toStdString()}),
+                         {}, QProcess::ForwardedErrorChannel, program);
+        EXPECT_EQ(copy.wait(60000), 0) << name.toStdString();
+        Run run;
+        for (const collector::Hit &hit : server.hits()) {
+            run.hits.push_back(normalized(hit));
+            if (run.aid.empty())
+                run.aid = var(hit, "aid");
+        }
+        run.preferences = dir.read(name + "/data/KEOPreferences.json");
+        return run;
+    }
+};
+
+TEST_F(QtMajors, SendTheSameHitsAndWriteTheSamePreferences) {
+    configure(true, R"("poi": [["Head office", 45.5017, -73.5673, 200]])");
+    dir.writeDescriptor("Harbour", "2.1.0");
+    const Run own = session(QFile::symLinkTarget("/proc/self/exe"), "own");
+    // Qt 5's qrand sequence replaced the leading digits of both halves.
+    EXPECT_EQ(own.aid, "7A3F0C2E7B144D5E-26C80123456789AB");
+    EXPECT_EQ(own.hits.size(), 9u);
+    EXPECT_NE(own.preferences.indexOf("\"MCCVID\": \"user-7\""), -1) << own.preferences.data();
+#ifdef KEO_QT5_SESSION
+    const Run qt5 = session(KEO_QT5_SESSION, "qt5");
+    EXPECT_EQ(own.hits, qt5.hits);
+    EXPECT_EQ(own.preferences, qt5.preferences);
+#else
+    GTEST_SKIP() << "no Qt 5 build to compare with (KEOMOBILE_COMPARE_BUILD)";
+#endif
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (getenv("KEO_SESSION_DIR"))
+        return runSession(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
