@@ -621,7 +621,14 @@ bool operator==(const KeyPart &a, const KeyPart &b) {
     return a.size == b.size && memcmp(a.chars, b.chars, sizeof(QChar) * a.size) == 0;
 }
 
-uint qHash(const KeyPart &part, uint seed) {
+// Of the width QString's own hash has (uint in Qt 5, size_t in Qt 6): a narrower one would put
+// the parts into other buckets, and the level into another order.
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+using HashValue = size_t;
+#else
+using HashValue = uint;
+#endif
+HashValue qHash(const KeyPart &part, HashValue seed) {
     return qHash(QStringView(part.chars, part.size), seed);
 }
 

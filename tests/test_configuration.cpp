@@ -70,7 +70,7 @@ TEST(Configuration, FileFieldsFallbacksAndSavedValues) {
         {R"({"analytics": {"privacyDefault": "optedout"}})",
          R"({"PrivacyStatus": "optunknown", "MCCVID": "saved"})", "1.0||||0|0|300|50|1|saved|0|"},
         {R"({"analytics": {"poi": [["first", 1, 2, 3], ["short", 1], ["long", 1, 2, 3, 4],
-            "no array", ["last", "north", 5, 6]]}})",
+            "four", "no array", ["last", "north", 5, 6]]}})",
          nullptr, "1.0||||0|0|300|50|1||0|first@1,2,3;last@0,5,6"},
         {R"({"poi": [["root", 1, 2, 3]], "analytics": {"rsids": "r"}})", nullptr,
          "1.0|r|||0|0|300|50|1||0|"}};

@@ -1,6 +1,7 @@
 // Context data: keys cleaned in one pass, nested by their dots, written in the hashes' own
 // order and percent-encoded once; the library's shortcuts give what the general path gives.
 #include "KEOStatic.h"
+#include "WorkDir.h"
 
 #include <QRegExp>
 #include <QUrl>
@@ -78,6 +79,18 @@ TEST(ContextKeyCleaning, ShortcutsGiveWhatExpressionsAndPercentEncodingGive) {
     EXPECT_EQ(KEOStatic::urlEncode("aZ09-._~ /%41"), QString("aZ09-._~%20%2F%2541"));
 }
 
+TEST(ContextSerialization, TheHitsWriterKeepsTheTreesOrderUnderARandomSeed) {
+    inChild([] {
+        qSetGlobalQHashSeed(-1); // random, as in an application: every bit of the seed in use
+        Hash data;
+        for (int i = 0; i < 40; ++i)
+            data.insert(QString("k%1.p%2").arg(i % 7).arg(i), QString::number(i));
+        QByteArray written;
+        EXPECT_TRUE(KEOStatic::appendQueryString(written, {}, data));
+        EXPECT_EQ(written, block(data).toUtf8());
+    });
+}
+
 TEST(ContextSerialization, NestsByDotsAndWritesValuesBeforeBranches) {
     const std::vector<std::pair<Hash, QString>> cases{
         {{}, ""},
@@ -95,7 +108,11 @@ TEST(ContextSerialization, NestsByDotsAndWritesValuesBeforeBranches) {
          kQt6 ? "&c.&two=2&three=3&one=1&.c" : "&c.&three=3&one=1&two=2&.c"},
         {{{"x.name", "n"}, {"x.plan", "p"}, {"x.shop", "s"}},
          kQt6 ? "&c.&x.&name=n&plan=p&shop=s&.x&.c" : "&c.&x.&name=n&shop=s&plan=p&.x&.c"}};
-    for (const auto &[data, text] : cases)
+    for (const auto &[data, text] : cases) {
         EXPECT_EQ(block(data), text) << text.toStdString();
+        QByteArray written; // the hit's own writer, in the very same order
+        EXPECT_TRUE(KEOStatic::appendQueryString(written, {}, data));
+        EXPECT_EQ(written, text.toUtf8());
+    }
     EXPECT_EQ(KEOStatic::serializeToQueryString({{"my key", ""}}, {}), QString("&my%20key="));
 }
