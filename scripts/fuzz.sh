@@ -2,7 +2,7 @@
 # Builds the libFuzzer targets with clang-14 in build-fuzz and runs each for N seconds
 # (default 20), as many at once as there are cores, starting from the seed corpus in
 # fuzz/corpus. Fails on any crash, leak or sanitizer report; the input that caused it is left
-# in build-fuzz/artifacts.
+# in build-fuzz/artifacts. KEOMOBILE_QT_MAJOR=6 fuzzes the Qt 6 build, in build-fuzz-qt6.
 #   scripts/fuzz.sh [seconds] [target...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,32 +11,36 @@ shift || true
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=(fuzz_context fuzz_startup_files fuzz_media)
 
-cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+major=${KEOMOBILE_QT_MAJOR:-5}
+out=build-fuzz
+[ "$major" = 6 ] && out=build-fuzz-qt6
+cmake -S . -B "$out" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
-  -DKEOMOBILE_BUILD_FUZZ=ON -DKEOMOBILE_BUILD_TESTS=OFF -DKEOMOBILE_BUILD_BENCH=OFF >/dev/null
-cmake --build build-fuzz -j2 --target "${targets[@]}"
+  -DKEOMOBILE_BUILD_FUZZ=ON -DKEOMOBILE_BUILD_TESTS=OFF -DKEOMOBILE_BUILD_BENCH=OFF \
+  -DKEOMOBILE_QT_MAJOR="$major" >/dev/null
+cmake --build "$out" -j2 --target "${targets[@]}"
 
-mkdir -p build-fuzz/artifacts
+mkdir -p "$out"/artifacts
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 # One target per core at a time: each fuzzer is a single process.
 fuzz_one() {
   local target=$1
   local seeds=fuzz/corpus/${target#fuzz_}
   # New inputs go to a scratch corpus, so the committed seeds only change by hand.
-  local work=build-fuzz/corpus/${target#fuzz_}
+  local work=$out/corpus/${target#fuzz_}
   mkdir -p "$work"
-  build-fuzz/fuzz/"$target" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
-    -artifact_prefix=build-fuzz/artifacts/"$target"- -print_final_stats=1 "$work" "$seeds" \
-    >"build-fuzz/$target.log" 2>&1
+  "$out"/fuzz/"$target" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
+    -artifact_prefix="$out"/artifacts/"$target"- -print_final_stats=1 "$work" "$seeds" \
+    >"$out/$target.log" 2>&1
 }
 
 failed=()
 report() {
   local target=$1 status=$2
   echo "== $target, ${seconds}s =="
-  grep -E "DONE|stat::number_of_executed_units|ERROR|SUMMARY" "build-fuzz/$target.log" || true
+  grep -E "DONE|stat::number_of_executed_units|ERROR|SUMMARY" "$out/$target.log" || true
   if [ "$status" -ne 0 ]; then
-    tail -40 "build-fuzz/$target.log"
+    tail -40 "$out/$target.log"
     failed+=("$target")
   fi
 }
@@ -56,6 +60,6 @@ for ((i = 0; i < ${#targets[@]}; i += slots)); do
   done
 done
 if [ ${#failed[@]} -ne 0 ]; then
-  echo "failed: ${failed[*]}; the inputs are in build-fuzz/artifacts"
+  echo "failed: ${failed[*]}; the inputs are in $out/artifacts"
   exit 1
 fi
