@@ -2,10 +2,10 @@
 // to it: the StackView's pages as they are pushed and popped back to, the tabs as they are
 // chosen, the dialog as it opens. Buttons report actions with KEOMobile.trackAction. The video
 // is followed by a KEOMediaTracker, which reports its view, milestones and close.
-import QtQuick
-import QtQuick.Controls
-import QtQuick.Layouts
-import QtMultimedia
+import QtQuick 2.15
+import QtQuick.Controls 2.15
+import QtQuick.Layouts 1.15
+import QtMultimedia 5.15 // Qt 6 takes it too, for Video (its MediaPlayer needs version 6)
 import KEOMobile 4.0
 
 ApplicationWindow {

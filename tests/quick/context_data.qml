@@ -1,7 +1,7 @@
 // The module's rules for context data, and the screens of a SwipeView and a Loader.
-import QtQuick
-import QtQuick.Controls
-import QtQuick.Window
+import QtQuick 2.15
+import QtQuick.Controls 2.15
+import QtQuick.Window 2.15
 import KEOMobile 4.0
 
 Window {

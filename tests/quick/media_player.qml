@@ -1,5 +1,5 @@
-import QtQuick
-import QtMultimedia
+import QtQuick 2.15
+import QtMultimedia 5.15
 import KEOMobile 4.0
 
 // Two players, each followed by a KEOMediaTracker and nothing else; the host plays the one that
