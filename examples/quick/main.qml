@@ -45,6 +45,7 @@ ApplicationWindow {
     header: TabBar {
         id: tabs
         height: 40
+        contentHeight: 40 // the buttons fill the bar, whatever the style
         TabButton { text: "Shop"; width: 120 }
         TabButton { text: "News"; width: 120 }
         TabButton { text: "Account"; width: 120 }
