@@ -26,7 +26,13 @@ TEST_P(MediaTracker, ViewsMilestonesPausesSeeksEndsAndSourcesArriveAsPlayed) {
         KEOMediaAnalytics::sharedInstance()->segmentByMilestones = true;
         QMediaPlayer player;
         KEOMediaTracker tracker(&player);
-        ASSERT_TRUE(player_script::run(&player, [&](const QUrl &url) { player.setMedia(url); }));
+        ASSERT_TRUE(player_script::run(&player, [&](const QUrl &url) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+            player.setSource(url);
+#else
+            player.setMedia(url);
+#endif
+        }));
     } else { // the same settings in QML, through the KEOMediaAnalytics singleton
         host.emplace(
             std::vector<std::string>{"QML2_IMPORT_PATH=" KEO_BUILD_QML_DIR,

@@ -5,7 +5,7 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
-import QtMultimedia 5.15
+import QtMultimedia 5.15 // Qt 6 takes it too, for Video (its MediaPlayer needs version 6)
 import KEOMobile 4.0
 
 ApplicationWindow {
@@ -45,6 +45,7 @@ ApplicationWindow {
     header: TabBar {
         id: tabs
         height: 40
+        contentHeight: 40 // the buttons fill the bar, whatever the style
         TabButton { text: "Shop"; width: 120 }
         TabButton { text: "News"; width: 120 }
         TabButton { text: "Account"; width: 120 }
@@ -125,6 +126,7 @@ ApplicationWindow {
                 x: 20
                 y: 70
                 width: 300
+                height: 40 // whatever the style's own, so that a click lands where it did
                 to: Math.max(video.duration, 1)
                 value: video.position // moved by the user, the slider keeps following the video
                 onMoved: video.seek(value)
@@ -142,6 +144,12 @@ ApplicationWindow {
                 width: 240
                 height: 135
                 source: clipUrl
+            }
+            // Debian's Qt 6.4 corrupts its heap at exit when a Video that has played still
+            // holds its source; let it go first.
+            Connections {
+                target: Qt.application
+                function onAboutToQuit() { video.source = "" }
             }
             // Every report of the video's view, from its play, pauses, seeks and end.
             KEOMediaTracker {
@@ -179,15 +187,21 @@ ApplicationWindow {
     Dialog {
         id: confirm
         KEOScreen.name: "ConfirmDelete"
-        title: "Delete the account?"
         x: 130
         y: 20
         width: 300
         height: 150
+        // The title in the content, whose padding is set: each style draws a title of its own
+        // height, which would move the button.
+        padding: 12
         modal: true
+        Label {
+            text: "Delete the account?"
+            font.bold: true
+        }
         ActionButton {
             x: 0
-            y: 0
+            y: 40
             text: "Keep it"
             onClicked: {
                 KEOMobile.trackAction("KeepAccount")

@@ -26,7 +26,7 @@ public:
 protected:
     void mousePressEvent(QMouseEvent *event) override {
         if (onSeek && width() > 0)
-            onSeek(std::clamp(event->x() / double(width()), 0.0, 1.0));
+            onSeek(std::clamp(event->pos().x() / double(width()), 0.0, 1.0));
     }
 };
 
@@ -72,9 +72,7 @@ MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _
     connect(_stop, &QPushButton::clicked, &_player, &QMediaPlayer::stop);
     connect(&_player, &QMediaPlayer::positionChanged, this, &MediaPanel::refresh);
     connect(&_player, &QMediaPlayer::durationChanged, this, &MediaPanel::refresh);
-    connect(&_player, &QMediaPlayer::stateChanged, this, &MediaPanel::refresh);
-    _player.setNotifyInterval(100);
-    _player.setVideoOutput(video);
+    _player.setVideoOutput(video); // no sound in the clip, so no audio output
 
     // Settings are read afresh by every event: set them before the first report.
     KEOMediaAnalytics *media = KEOMediaAnalytics::sharedInstance();
@@ -89,8 +87,17 @@ MediaPanel::MediaPanel(QStatusBar *status, QWidget *parent) : QWidget(parent), _
     tracker->setName(QStringLiteral("Harbour timelapse"));
     tracker->setPlayerName(QStringLiteral("Widgets player"));
     tracker->setPlayerID(QStringLiteral("player-1"));
-    _player.setMedia(QUrl::fromLocalFile(
-        QDir(QCoreApplication::applicationDirPath()).filePath("harbour-timelapse.ogv")));
+    const QUrl clip = QUrl::fromLocalFile(
+        QDir(QCoreApplication::applicationDirPath()).filePath("harbour-timelapse.ogv"));
+    // Qt 6 renamed the play state and the source, and tells the position often by itself.
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    connect(&_player, &QMediaPlayer::playbackStateChanged, this, &MediaPanel::refresh);
+    _player.setSource(clip);
+#else
+    connect(&_player, &QMediaPlayer::stateChanged, this, &MediaPanel::refresh);
+    _player.setNotifyInterval(100);
+    _player.setMedia(clip);
+#endif
     refresh();
 }
 
@@ -106,9 +113,14 @@ void MediaPanel::refresh() {
     _bar->setRange(0, int(std::max<qint64>(_player.duration(), 1)));
     _bar->setValue(int(_player.position()));
     _bar->setFormat(QStringLiteral("%1 of %2 s").arg(position, 0, 'f', 1).arg(length, 0, 'f', 1));
-    _play->setEnabled(_player.state() != QMediaPlayer::PlayingState);
-    _pause->setEnabled(_player.state() == QMediaPlayer::PlayingState);
-    _stop->setEnabled(_player.state() != QMediaPlayer::StoppedState);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    const QMediaPlayer::PlaybackState state = _player.playbackState();
+#else
+    const QMediaPlayer::State state = _player.state();
+#endif
+    _play->setEnabled(state != QMediaPlayer::PlayingState);
+    _pause->setEnabled(state == QMediaPlayer::PlayingState);
+    _stop->setEnabled(state != QMediaPlayer::StoppedState);
 }
 
 void MediaPanel::mediaEvent(KEOMediaState *snapshot) {

@@ -3,15 +3,30 @@
 #include <KEOMediaAnalytics.h>
 
 #include <QMetaMethod>
+#include <QMetaProperty>
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace {
 
-// The values QMediaPlayer and QML's players share for their state and status.
+// The play state: the same values in Qt 5 and Qt 6.
 enum { Stopped = 0, Playing = 1 };
+// The media status in Qt 5's numbering, which the rules below are written in. Qt 6 has no
+// unknown status and numbers the others one lower, and the players name them differently
+// (LoadedMedia, Loaded), so a status is taken by its name where the player gives one.
 enum { Loaded = 3, Buffered = 6, EndOfMedia = 7, InvalidMedia = 8 };
+
+int statusByName(QByteArray name) {
+    static const char *const names[] = {"Unknown",   "No",       "Loading", "Loaded", "Stalled",
+                                        "Buffering", "Buffered", "EndOf",   "Invalid"};
+    name.replace("Media", "").replace("Status", "");
+    for (int status = 0; status < int(std::size(names)); ++status)
+        if (name == names[status])
+            return status;
+    return 0;
+}
 
 KEOMediaAnalytics *media() {
     return KEOMediaAnalytics::sharedInstance();
@@ -34,25 +49,35 @@ void KEOMediaTracker::setPlayer(QObject *player) {
     closeItem();
     if (_player)
         disconnect(_player, nullptr, this, nullptr);
-    _player = player;
+    if (_media)
+        disconnect(_media, nullptr, this, nullptr);
+    _player = _media = player;
     _source = QVariant(); // the new player's source is no change
     if (player != nullptr) {
-        const QMetaObject *from = player->metaObject(), *to = metaObject();
+        // Qt 6's Video tells no media status: the MediaPlayer inside it is followed instead.
+        if (!hasProperty(player, "mediaStatus") && !hasProperty(player, "status"))
+            for (QObject *inside : player->findChildren<QObject *>())
+                if (hasProperty(inside, "mediaStatus")) {
+                    _media = inside;
+                    break;
+                }
+        const QMetaObject *from = _media->metaObject(), *to = metaObject();
         const auto link = [&](const QMetaMethod &signal, const char *slot) {
-            connect(player, signal, this, to->method(to->indexOfSlot(slot)), Qt::DirectConnection);
+            connect(_media, signal, this, to->method(to->indexOfSlot(slot)), Qt::DirectConnection);
         };
         const auto onChange = [&](const char *property, const char *slot) {
             const int index = from->indexOfProperty(property);
             if (index >= 0 && from->property(index).hasNotifySignal())
                 link(from->property(index).notifySignal(), slot);
         };
+        // Each property by its Qt 6 name and its Qt 5 one.
         for (const char *property : {"playbackState", "state", "position", "duration", "status",
                                      "mediaStatus", "media", "source"})
             onChange(property, "changed()");
         onChange("error", "failed()");
         for (int i = 0; i < from->methodCount(); ++i)
             if (from->method(i).methodType() == QMetaMethod::Signal &&
-                from->method(i).name() == "error")
+                (from->method(i).name() == "errorOccurred" || from->method(i).name() == "error"))
                 link(from->method(i), "failed()");
         connect(player, &QObject::destroyed, this, &KEOMediaTracker::playerDestroyed,
                 Qt::DirectConnection);
@@ -61,9 +86,26 @@ void KEOMediaTracker::setPlayer(QObject *player) {
     follow();
 }
 
+bool KEOMediaTracker::hasProperty(const QObject *object, const char *name) {
+    return object->metaObject()->indexOfProperty(name) >= 0;
+}
+
 QVariant KEOMediaTracker::read(const char *name, const char *orName) const {
-    const QVariant value = _player->property(name);
-    return value.isValid() || orName == nullptr ? value : _player->property(orName);
+    const QVariant value = _media->property(name);
+    return value.isValid() || orName == nullptr ? value : _media->property(orName);
+}
+
+int KEOMediaTracker::status() const {
+    const QMetaObject *from = _media->metaObject();
+    int index = from->indexOfProperty("mediaStatus");
+    if (index < 0 && (index = from->indexOfProperty("status")) < 0)
+        return 0;
+    const QMetaProperty property = from->property(index);
+    const int value = property.read(_media).toInt();
+    if (property.isEnumType())
+        return statusByName(property.enumerator().valueToKey(value));
+    // A plain number, as a QML alias gives it: in the numbering of the Qt this runs on.
+    return QT_VERSION_MAJOR >= 6 ? value + 1 : value;
 }
 
 QString KEOMediaTracker::itemName() const {
@@ -81,7 +123,7 @@ void KEOMediaTracker::changed() {
 
 void KEOMediaTracker::follow() {
     _pending = false;
-    if (!_player)
+    if (!_player || !_media)
         return;
     // A new source ends the item, before anything the player tells of the new one; what the
     // player says of its status and length is the old source's until it starts loading.
@@ -92,7 +134,7 @@ void KEOMediaTracker::follow() {
         _source = source;
     }
     const int state = read("playbackState", "state").toInt();
-    const int status = read("status", "mediaStatus").toInt();
+    const int status = this->status();
     const double position = read("position").toDouble() / 1000.0;
     const double elapsed = _since.restart() / 1000.0;
     // Where playing would have taken the item since the last change: a stopped player has
@@ -131,16 +173,16 @@ void KEOMediaTracker::follow() {
 }
 
 void KEOMediaTracker::failed() {
-    if (!_player)
+    if (!_player || !_media)
         return;
-    const QVariant error = _player->property("error"); // a text, or an enumeration
-    if (error.type() == QVariant::String ? !error.toString().isEmpty() : error.toInt() != 0)
+    const QVariant error = _media->property("error"); // Qt 5's QMediaPlayer: a text
+    if (error.userType() == QMetaType::QString ? !error.toString().isEmpty() : error.toInt() != 0)
         closeItem();
 }
 
 void KEOMediaTracker::playerDestroyed() {
     closeItem();
-    _player = nullptr;
+    _player = _media = nullptr;
     emit playerChanged();
 }
 

@@ -13,9 +13,10 @@
 #include <utility>
 
 /// Follows one player: a QMediaPlayer in C++, or a MediaPlayer, Audio or Video in QML. The
-/// player's signals and properties are reached by name at run time (state or playbackState,
-/// position, duration, mediaStatus or status, media or source, error), so that this archive
-/// links Qt Core only and every kind of player takes the same path. What it reports:
+/// player's signals and properties are reached by name at run time, by their Qt 6 names and
+/// their Qt 5 ones (playbackState or state, position, duration, mediaStatus or status, source or
+/// media, error, errorOccurred), so that this archive links Qt Core only, builds for either, and
+/// every kind of player takes the same path. What it reports:
 ///
 /// | The player                                  | The reports                                  |
 /// |---------------------------------------------|----------------------------------------------|
@@ -56,8 +57,9 @@ public:
     /// Follows player (null for none yet: QML sets the property). The parent owns the tracker,
     /// as for any QObject. Make it on the player's thread.
     explicit KEOMediaTracker(QObject *player = nullptr, QObject *parent = nullptr);
-    /// Follows a QMediaPlayer: as above, and the default name is the file name of its media,
-    /// which only the application's build, linked to Qt Multimedia, can read.
+    /// Follows a Qt 5 QMediaPlayer: as above, and the default name is the file name of its
+    /// media, which only the application's build, linked to Qt Multimedia, can read. Qt 6's
+    /// gives its source as a property.
     template <typename Player,
               typename = decltype(std::declval<Player &>().media().request().url())>
     explicit KEOMediaTracker(Player *player, QObject *parent = nullptr)
@@ -109,14 +111,19 @@ private Q_SLOTS:
     void playerDestroyed();
 
 private:
+    static bool hasProperty(const QObject *object, const char *name);
+    // The property by its Qt 6 name, else by its Qt 5 one.
     QVariant read(const char *name, const char *orName = nullptr) const;
+    // The media status in Qt 5's numbering, whichever Qt the player is of.
+    int status() const;
     QString itemName() const;
     void closeItem();
 
     QPointer<QObject> _player;
-    QVariant _source;      // the player's source, compared as a whole
-    bool _stale = false;   // the source changed, and the player has yet to start loading it
-    bool _pending = false; // a look at the player is queued
+    QPointer<QObject> _media; // what tells the player's state: the player, or its inner one
+    QVariant _source;         // the player's source, compared as a whole
+    bool _stale = false;      // the source changed, and the player has yet to start loading it
+    bool _pending = false;    // a look at the player is queued
     QUrl (*_sourceOf)(QObject *) = nullptr;
     QString _name, _playerName, _playerID, _parentName, _parentPod, _CPM;
     bool _ad = false;

@@ -21,7 +21,7 @@ bool cameToFront() {
 
 void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QVariantMap &map) {
     for (auto it = map.begin(); it != map.end(); ++it) {
-        if (it.value().type() == QVariant::Map)
+        if (it.value().userType() == QMetaType::QVariantMap)
             flattenInto(flat, prefix + it.key() + QLatin1Char('.'), it.value().toMap());
         else if (!it.value().isNull())
             flat.insert(prefix + it.key(), it.value().toString());
