@@ -54,9 +54,9 @@ inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSou
     if (!QMetaObject::invokeMethod(player, "seek", Q_ARG(int, 6500)) &&    // MediaPlayer
         !QMetaObject::invokeMethod(player, "seek", Q_ARG(QVariant, 6500))) // Video
         player->setProperty("position", 6500);                             // QMediaPlayer
-    ok = ok && until([player] {
-             const QVariant status = player->property("mediaStatus");
-             return (status.isValid() ? status : player->property("status")).toInt() == 7;
+    ok = ok && until([player] { // at the end it stops: StoppedState, 0 in Qt 5 and Qt 6
+             const QVariant state = player->property("playbackState");
+             return (state.isValid() ? state : player->property("state")).toInt() == 0;
          });
     call("play"); // after the end, from the start
     ok = ok && at(1000);
