@@ -108,11 +108,7 @@ TEST(ContextSerialization, NestsByDotsAndWritesValuesBeforeBranches) {
          kQt6 ? "&c.&two=2&three=3&one=1&.c" : "&c.&three=3&one=1&two=2&.c"},
         {{{"x.name", "n"}, {"x.plan", "p"}, {"x.shop", "s"}},
          kQt6 ? "&c.&x.&name=n&plan=p&shop=s&.x&.c" : "&c.&x.&name=n&shop=s&plan=p&.x&.c"}};
-    for (const auto &[data, text] : cases) {
+    for (const auto &[data, text] : cases)
         EXPECT_EQ(block(data), text) << text.toStdString();
-        QByteArray written; // the hit's own writer, in the very same order
-        EXPECT_TRUE(KEOStatic::appendQueryString(written, {}, data));
-        EXPECT_EQ(written, text.toUtf8());
-    }
     EXPECT_EQ(KEOStatic::serializeToQueryString({{"my key", ""}}, {}), QString("&my%20key="));
 }
