@@ -2,7 +2,7 @@
 # Installs what is missing, builds warning-free, runs every test against Qt 5 and then Qt 6,
 # then builds again (Qt 5) with AddressSanitizer and UndefinedBehaviorSanitizer and runs the same
 # tests, runs the thread stress and exit tests under ThreadSanitizer, and fuzzes each libFuzzer
-# target for 30 s, and for 15 s more in a Qt 6 build.
+# target for 30 s.
 set -euo pipefail
 cd "$(dirname "$0")"
 ./scripts/install-deps.sh
@@ -31,8 +31,6 @@ echo "== Thread stress test with ThreadSanitizer =="
 run_suite build-tsan -DKEOMOBILE_TSAN=ON -DKEOMOBILE_BUILD_BENCH=OFF -DKEOMOBILE_BUILD_TOOLS=OFF
 echo "== Fuzzing, 30 s per target =="
 scripts/fuzz.sh 30
-echo "== Fuzzing the Qt 6 build, 15 s per target =="
-KEOMOBILE_QT_MAJOR=6 scripts/fuzz.sh 15
 echo "== Test volume =="
 # Sources of every language the project has (C++, QML, JavaScript, Python, HTML, CSS) and the
 # CMake lists, tracked; every file where there is no git checkout.
