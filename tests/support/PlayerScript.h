@@ -33,9 +33,9 @@ inline bool until(const std::function<bool()> &condition, int msecs = 20000) {
     return true;
 }
 
-// The run, with clip.ogv of 8 s and short.ogv of 4 s made: clip.ogv played from the start,
-// paused for 2 s at 2.3 s, sought from 4.4 s to 6.5 s while playing, played to its end and
-// played again; at 1 s the source becomes short.ogv, and at 1.5 s none. False if the player
+// The run, with clip.ogv and next.ogv of 8 s made: clip.ogv played from the start, paused for 2 s
+// at 2.3 s, sought from 4.4 s to 6.5 s while playing, played to its end and played again; at
+// 0.5 s the source becomes next.ogv, which pauses at 2.5 s and then has none. False if the player
 // never got somewhere.
 inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSource) {
     const auto at = [player](qint64 msecs) {
@@ -58,10 +58,14 @@ inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSou
              const QVariant state = player->property("playbackState");
              return (state.isValid() ? state : player->property("state")).toInt() == 0;
          });
-    call("play"); // after the end, from the start
-    ok = ok && at(1000);
-    source("short.ogv");
-    ok = ok && at(1500);
+    call("play"); // after the end, from the start: once the player has left the end
+    ok = ok && until([player] { return player->property("position").toLongLong() < 4000; });
+    ok = ok && at(500);
+    source("next.ogv");
+    // Half way between two milestones and paused first, so that a slow machine playing on
+    // before it looks reaches no further one.
+    ok = ok && at(2500);
+    call("pause");
     setSource(QUrl());
     return ok;
 }
