@@ -396,10 +396,10 @@ QString KEOStatic::cleanContextDataKey(QString value) {
     QString fixedString = value;
     // One pass over the original text: dots that only become leading or trailing through
     // this removal stay.
-    KEOStatic::replaceAll(
-        fixedString, QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp),
-        QString());
-    KEOStatic::replaceAll(fixedString, QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
+    replaceAll(fixedString,
+               QRegExp("[^0-9a-zA-Z.]|^[.]{1,}|[.]{1,}$", Qt::CaseSensitive, QRegExp::RegExp),
+               QString());
+    replaceAll(fixedString, QRegExp("[.]{2,}", Qt::CaseSensitive, QRegExp::RegExp), ".");
     return fixedString;
 }
 
@@ -623,11 +623,7 @@ bool operator==(const KeyPart &a, const KeyPart &b) {
 
 // Of the width QString's own hash has (uint in Qt 5, size_t in Qt 6): a narrower one would put
 // the parts into other buckets, and the level into another order.
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-using HashValue = size_t;
-#else
-using HashValue = uint;
-#endif
+using HashValue = decltype(qHash(QStringView(), 0));
 HashValue qHash(const KeyPart &part, HashValue seed) {
     return qHash(QStringView(part.chars, part.size), seed);
 }
