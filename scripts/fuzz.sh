@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-20}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -eq 0 ] && targets=(fuzz_context fuzz_startup_files fuzz_media)
+[ ${#targets[@]} -eq 0 ] && targets=(fuzz_context fuzz_json fuzz_startup_files fuzz_media)
 
 major=${KEOMOBILE_QT_MAJOR:-5}
 out=build-fuzz
