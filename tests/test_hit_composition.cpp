@@ -123,3 +123,18 @@ TEST_F(HitComposition, DebugLineShowsTheBaseUrlWithEncodedSuitesAndIsTheOnlyLibr
     EXPECT_EQ(libraryLines(err), "");
     EXPECT_EQ(countOf(err, "KEOAnalyticsWorker::KEOAnalyticsWorker()\n"), 1u) << err;
 }
+
+// The identifier is the caller's to change: a second one replaces the first, not extends it.
+TEST_F(HitComposition, AUserIdentifierSetAgainReplacesTheFirstInTheHitsThatFollow) {
+    configure(false);
+    KEOMobile::setUserIdentifier("first");
+    KEOMobile::trackState("One", {});
+    KEOMobile::setUserIdentifier("second");
+    KEOMobile::trackState("Two", {});
+    const std::vector<collector::Hit> hits = waitForHits(2);
+    ASSERT_EQ(hits.size(), 2u);
+    EXPECT_EQ(var(hits[0], "pageName") + " " + var(hits[0], "vid"), "One first");
+    EXPECT_EQ(var(hits[1], "pageName") + " " + var(hits[1], "vid"), "Two second");
+    EXPECT_EQ(KEOMobile::getUserIdentifier(), QString("second"));
+    EXPECT_NE(dir.read("data/KEOPreferences.json").indexOf("\"MCCVID\": \"second\""), -1);
+}

@@ -114,6 +114,9 @@ SegmentsStartOffForAdsAndAnEndAtALengthOfOneIsNoSegment
 OneOffsetMilestoneIsNoListAndMovesBackAddNoTime
   set|offsetMilestones|20;open|M|100|P;play|M|0;tick|M|1|25;stop|M|5;click|M|3
   = M OPEN@0, M STOP@5 t25, M CLICK@3 t25 clicked
+PositionUnderOneSecondIsKeptAsItIsAndCountsAsPlayed
+  open|M|100|P;play|M|0;stop|M|0.5
+  = M OPEN@0, M STOP@0.5 t0.5
 FirstEventThatIsNoPlayOpensTheItemAndCountsFromItsStart
   open|M|100|P;click|M|5;close|M;tick|M|8;stop|M|8;close|M
   = M OPEN@5 t5 clicked, M STOP@8 t8, M CLOSE@8 t8
