@@ -1,5 +1,6 @@
 #include "KEOAnalyticsWorker.h"
 
+#include "KEOLockFile.h"
 #include "KEOMobileConfig.h"
 #include "KEOStatic.h"
 
@@ -10,7 +11,6 @@
 #include <sqlite3.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -19,10 +19,6 @@
 #include <mutex>
 #include <pthread.h>
 #include <unistd.h>
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/inotify.h>
 
 static const char *KEOGAUGE_OFFLINE_HITCACHE = "KEOAnalyticsCache.sqlite";
 static const unsigned int TIMESTAMP_DISABLED_WAIT_THRESHOLD = 5;
@@ -74,25 +70,19 @@ static void _holdSendsAtExit() {
 
 static void _bringOnline();
 
-// Several processes of one application may share data/: one worker at a time, across all of
-// them, delivers from the table, holding an advisory lock on this file beside the database for
-// its whole run, pauses included, so that no row is sent by two of them. Null when the file
-// can't be made: a process then delivers as if it were alone. Set once before any worker starts,
-// and never freed: workers read it while the exit handlers run.
+// The delivery lock beside the database (see KEOLockFile.h). Null when the file can't be made:
+// a process then delivers as if it were alone. Set once before any worker starts, and never
+// freed: workers read it while the exit handlers run.
 static const char *_deliveryLockPath = nullptr;
 
-// Opens the lock file and waits until no other worker holds it; -1 without a lock file. A run
-// that has the lock writes one byte to the file, which wakes the standbys of every process only
-// once the lock is taken, so that each of them waits for the end of that run.
+// Opens the lock file and waits until no other worker holds it; -1 without a lock file. The
+// mark comes only once the lock is taken, so that every standby waits for the end of this run.
 static int _lockDelivery() {
     if (_deliveryLockPath == nullptr)
         return -1;
-    const int lock = open(_deliveryLockPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    while (lock >= 0 && flock(lock, LOCK_EX) != 0 && errno == EINTR) {
-    }
-    if (lock >= 0 && pwrite(lock, "1", 1, 0) < 0) {
-        // a file that takes no write still locks; only the standbys stay asleep
-    }
+    const int lock = KEOLockFile::open(_deliveryLockPath);
+    KEOLockFile::lock(lock);
+    KEOLockFile::mark(lock);
     return lock;
 }
 
@@ -166,7 +156,7 @@ static void _createDB() {
                                &_preparedSelectStatement, nullptr) != SQLITE_OK)
             KEOStatic::logError("Analytics - Can't prep SQL statement for select function");
         const QByteArray lockPath = dbPath + ".lock";
-        const int lock = open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        const int lock = KEOLockFile::open(lockPath.constData());
         if (lock >= 0) {
             close(lock);
             _deliveryLockPath = strdup(lockPath.constData());
@@ -331,36 +321,11 @@ static void _bringOnline() {
         _bgThreadActive.store(false); // the next queue tries again
 }
 
-// The standby of a process that shares data/ with others: rows that another process's worker
-// leaves behind when that process ends or is killed are delivered from here, without waiting for
-// this process's next hit. It sleeps until a worker that has the lock marks the file, waits for
-// that run to end, and starts a worker here if rows are left.
-static void *_standbyRunner(void *) {
-    const int watch = inotify_init1(IN_CLOEXEC);
-    const int lock = open(_deliveryLockPath, O_RDWR | O_CLOEXEC);
-    if (watch < 0 || lock < 0 || inotify_add_watch(watch, _deliveryLockPath, IN_MODIFY) < 0) {
-        close(watch);
-        close(lock);
-        return nullptr;
-    }
-    alignas(inotify_event) char events[4096];
-    for (;;) {
-        // A run that marked the file after the watch began is over once the lock is ours; a
-        // run that marks it later wakes the read below.
-        while (flock(lock, LOCK_EX) != 0 && errno == EINTR) {
-        }
-        flock(lock, LOCK_UN);
-        if (hasWaitingHit())
-            _bringOnline();
-        ssize_t got;
-        while ((got = read(watch, events, sizeof(events))) < 0 && errno == EINTR) {
-        }
-        if (got <= 0)
-            break; // the watch is gone; this process delivers as if it were alone
-    }
-    close(watch);
-    close(lock);
-    return nullptr;
+// The standby's wake-up: rows that another process's worker left behind when that process ended
+// or was killed are delivered from here, without waiting for this process's next hit.
+static void deliverLeftRows() {
+    if (hasWaitingHit())
+        _bringOnline();
 }
 
 KEOAnalyticsWorker *KEOAnalyticsWorker::sharedInstance() {
@@ -385,9 +350,8 @@ KEOAnalyticsWorker::KEOAnalyticsWorker() {
     curl_global_init(CURL_GLOBAL_DEFAULT);
     atexit(_holdSendsAtExit);
     _createDB();
-    pthread_t standby;
     if (_deliveryLockPath != nullptr)
-        startDetached(&standby, _standbyRunner);
+        KEOLockFile::startStandby(_deliveryLockPath, deliverLeftRows);
     _bringOnline();
 }
 

@@ -1,5 +1,6 @@
 #include "KEOSharedPreferences.h"
 
+#include "KEOLockFile.h"
 #include "KEOStatic.h"
 
 #include <bb/data/JsonDataAccess>
@@ -9,11 +10,6 @@
 #include <QMap>
 
 #include <atomic>
-
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 std::mutex KEOSharedPreferences::_jsonMutex;
 
@@ -35,16 +31,14 @@ KEOSharedPreferences::Hold::Hold() {
     KEOSharedPreferences *store = sharedInstance();
     // Without a working directory or a data directory (yet), the file can't be shared either.
     if (_lockFile < 0 && !store->_filePath->isEmpty())
-        _lockFile = open(QFile::encodeName(*store->_filePath + ".lock").constData(),
-                         O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    while (_lockFile >= 0 && flock(_lockFile, LOCK_EX) != 0 && errno == EINTR) {
-    }
+        _lockFile = KEOLockFile::open(QFile::encodeName(*store->_filePath + ".lock").constData());
+    KEOLockFile::lock(_lockFile);
     store->reload();
 }
 
 KEOSharedPreferences::Hold::~Hold() {
-    if (--_holdDepth == 0 && _lockFile >= 0)
-        flock(_lockFile, LOCK_UN);
+    if (--_holdDepth == 0)
+        KEOLockFile::unlock(_lockFile);
     _holdMutex.unlock();
 }
 
