@@ -1,5 +1,6 @@
 #include "KEOAnalyticsWorker.h"
 
+#include "KEODeliveryTimings.h"
 #include "KEOLockFile.h"
 #include "KEOMobileConfig.h"
 #include "KEOStatic.h"
@@ -21,7 +22,6 @@
 #include <unistd.h>
 
 static const char *KEOGAUGE_OFFLINE_HITCACHE = "KEOAnalyticsCache.sqlite";
-static const unsigned int TIMESTAMP_DISABLED_WAIT_THRESHOLD = 5;
 
 static pthread_mutex_t _dbMutex = PTHREAD_MUTEX_INITIALIZER;
 static sqlite3 *_offlineDB = nullptr;
@@ -130,7 +130,7 @@ static void _createDB() {
     // statements here nor an insert later, which would lose its hit: each waits for the lock
     // instead. Nothing in this process takes the write lock against _offlineDB: inserts and
     // deletes both run on it, one at a time under _dbMutex, and checkpoints are passive.
-    sqlite3_busy_timeout(_offlineDB, 10000);
+    sqlite3_busy_timeout(_offlineDB, KEODeliveryTimings::BUSY_TIMEOUT_MS);
     if (sqlite3_exec(_offlineDB,
                      "CREATE TABLE IF NOT EXISTS HITS (ID INTEGER PRIMARY KEY "
                      "AUTOINCREMENT, URL TEXT, TIMESTAMP INTEGER)",
@@ -228,7 +228,7 @@ static void *_workerThreadRunner(void *) {
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorMessage);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT, 10L);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT, KEODeliveryTimings::TRANSFER_TIMEOUT_SECONDS);
 
     for (;;) {
         const int deliveryLock = _lockDelivery();
@@ -251,7 +251,7 @@ static void *_workerThreadRunner(void *) {
 
             const uint32_t stamped = static_cast<uint32_t>(atol(timestamp));
             const uint32_t threshold = static_cast<uint32_t>(KEOStatic::timeSince1970() -
-                                                             TIMESTAMP_DISABLED_WAIT_THRESHOLD);
+                                                             KEODeliveryTimings::AGE_LIMIT_SECONDS);
             if (!KEOMobileConfig::sharedInstance()->getOfflineTrackingEnabled() &&
                 stamped < threshold) {
                 _deleteHit(identifier);
@@ -269,7 +269,7 @@ static void *_workerThreadRunner(void *) {
             } else {
                 KEOStatic::logError("Analytics - Unable to send hit(%s)", errorMessage);
                 if (KEOMobileConfig::sharedInstance()->getOfflineTrackingEnabled()) {
-                    delay = 30.0;
+                    delay = KEODeliveryTimings::RETRY_PAUSE_SECONDS;
                     if (!_checkError(curl_res))
                         _deleteHit(identifier);
                 }
@@ -361,11 +361,9 @@ void KEOAnalyticsWorker::queue(QString url) {
     queueUtf8(url.toUtf8());
 }
 
-// The worker holds _dbMutex for one select or delete at a time, some tens of microseconds. An
-// insert that finds it taken spins about that long before it sleeps: waking a sleeping thread
-// can take longer than the wait itself.
+// An insert that finds _dbMutex taken spins for about as long as the worker holds it, then sleeps.
 static void lockForInsert() {
-    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::microseconds(60);
+    const auto giveUp = std::chrono::steady_clock::now() + KEODeliveryTimings::INSERT_SPIN;
     while (pthread_mutex_trylock(&_dbMutex) != 0) {
         if (std::chrono::steady_clock::now() >= giveUp) {
             pthread_mutex_lock(&_dbMutex);

@@ -2,6 +2,7 @@
 // each kind of server fault does to a hit with offline tracking on and off, the age rule, and a
 // table that can't be used.
 #include "KEOAnalyticsWorker.h"
+#include "KEODeliveryTimings.h"
 #include "KEOMobile.h"
 #include "LoopbackTest.h"
 #include "SelfProcess.h"
@@ -20,6 +21,7 @@
 using namespace std::chrono;
 using namespace std::chrono_literals;
 using collector::Fault;
+using namespace KEODeliveryTimings;
 
 namespace {
 
@@ -83,9 +85,10 @@ TEST_F(Delivery, OfflineOnRefusedHitIsRetriedAfterThirtySecondsThenAllInOrder) {
     EXPECT_EQ(countOf(libraryLines(err), "KEOMobile Error: Analytics - Unable to send hit("), 1u);
     EXPECT_EQ(dir.hitRows(), 3);
     server.setFault(Fault::None);
-    const std::vector<collector::Hit> hits = waitForHits(3, 40s);
+    const std::vector<collector::Hit> hits = waitForHits(3, seconds(RETRY_PAUSE_SECONDS + 10));
     ASSERT_EQ(pages(hits), (std::vector<std::string>{"A", "B", "C"}));
-    EXPECT_GE(duration_cast<seconds>(steady_clock::now() - trackedAt).count(), 29);
+    EXPECT_GE(duration_cast<seconds>(steady_clock::now() - trackedAt).count(),
+              RETRY_PAUSE_SECONDS - 1);
     EXPECT_LE(hits[2].receivedAt - hits[0].receivedAt, 2s);
 }
 
@@ -94,16 +97,16 @@ TEST_F(Delivery, OfflineOnRefusedHitIsRetriedAfterThirtySecondsThenAllInOrder) {
 // send failures were logged.
 struct FaultCase {
     const char *name;
-    bool offline;
-    Fault fault;
-    int param;
-    int settleRows; // wait until the table holds this many rows (-1: sleep settleMs instead)
-    int settleMs;   // the sleep, or the time-out of the wait
-    bool mend;
-    int afterMs;
-    size_t minLines, maxLines;
-    const char *arrived; // pages in order; "A+" for A two times or more, nothing else
-    int rowsLeft;
+    bool offline = true;
+    Fault fault = Fault::None; // None: a host name that can't be resolved (curl error 6)
+    int param = 0;             // the fault's: a delay or a status
+    int settleRows = -1;       // wait until the table holds this many rows (-1: sleep settleMs)
+    int settleMs = 0;          // the sleep, or the time-out of the wait
+    bool mend = false;
+    int afterMs = 0;
+    size_t minLines = 0, maxLines = 0; // "Unable to send hit" lines
+    const char *arrived = "";          // pages in order; "A+" for A two times or more, nothing else
+    int rowsLeft = 0;
 };
 
 void PrintTo(const FaultCase &c, std::ostream *out) {
@@ -147,34 +150,43 @@ TEST_P(DeliveryFaults, KeepDeleteOrPauseAsTheRulesSay) {
 }
 
 const size_t kMany = 100000;
-// clang-format off: one case a line
+// A delay the transfer time-out cuts short, with time to spare.
+const int kBeyondTransfer = TRANSFER_TIMEOUT_SECONDS * 1000 + 2000;
+// One case in one or two lines; offline tracking is on unless a case says otherwise.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Matrix, DeliveryFaults,
     ::testing::Values(
-        //        name                         offline fault                 param  rows ms    mend
-        //        after lines        arrived rows
-        FaultCase{"OnRefusedKeptAndPaused", true, Fault::Refuse, 0, -1, 1500, true, 2000, 1, 1, "",
-                  2},
-        FaultCase{"OnUnresolvableKeptAndPaused", true, Fault::None, 0, -1, 1500, false, 0, 1, 1, "",
-                  2},
-        FaultCase{"OnTimeOutDeletedAndPaused", true, Fault::Delay, 12000, 1, 15000, true, 1500, 1,
-                  1, "A", 1},
-        FaultCase{"OnErrorStatusDelivered", true, Fault::HttpError, 503, 0, 5000, false, 0, 0, 0,
-                  "A,B", 0},
-        FaultCase{"OnClosedDeletedAndPaused", true, Fault::CloseConnection, 0, 1, 3000, true, 2000,
-                  1, 1, "A", 1},
-        FaultCase{"OnSlowDelivered", true, Fault::Slow, 1500, 0, 8000, false, 0, 0, 0, "A,B", 0},
-        FaultCase{"OffRefusedRetriedAtOnce", false, Fault::Refuse, 0, -1, 1000, true, 1500, 2,
-                  kMany, "A,B", 0},
+        FaultCase{.name = "OnRefusedKeptAndPaused", .fault = Fault::Refuse, .settleMs = 1500,
+                  .mend = true, .afterMs = 2000, .minLines = 1, .maxLines = 1, .rowsLeft = 2},
+        FaultCase{.name = "OnUnresolvableKeptAndPaused", .settleMs = 1500, .minLines = 1,
+                  .maxLines = 1, .rowsLeft = 2},
+        FaultCase{.name = "OnTimeOutDeletedAndPaused", .fault = Fault::Delay,
+                  .param = kBeyondTransfer, .settleRows = 1, .settleMs = kBeyondTransfer + 3000,
+                  .mend = true, .afterMs = 1500, .minLines = 1, .maxLines = 1, .arrived = "A",
+                  .rowsLeft = 1},
+        FaultCase{.name = "OnErrorStatusDelivered", .fault = Fault::HttpError, .param = 503,
+                  .settleRows = 0, .settleMs = 5000, .arrived = "A,B"},
+        FaultCase{.name = "OnClosedDeletedAndPaused", .fault = Fault::CloseConnection,
+                  .settleRows = 1, .settleMs = 3000, .mend = true, .afterMs = 2000, .minLines = 1,
+                  .maxLines = 1, .arrived = "A", .rowsLeft = 1},
+        FaultCase{.name = "OnSlowDelivered", .fault = Fault::Slow, .param = 1500, .settleRows = 0,
+                  .settleMs = 8000, .arrived = "A,B"},
+        FaultCase{.name = "OffRefusedRetriedAtOnce", .offline = false, .fault = Fault::Refuse,
+                  .settleMs = 1000, .mend = true, .afterMs = 1500, .minLines = 2,
+                  .maxLines = kMany, .arrived = "A,B"},
         // The one attempt outlasts the five seconds: no line, the hit goes, the next is sent.
-        FaultCase{"OffTimeOutDeletedSilently", false, Fault::Delay, 12000, 1, 15000, false, 500, 0,
-                  0, "A,B", 1},
-        FaultCase{"OffErrorStatusDelivered", false, Fault::HttpError, 404, 0, 5000, false, 0, 0, 0,
-                  "A,B", 0},
+        FaultCase{.name = "OffTimeOutDeletedSilently", .offline = false, .fault = Fault::Delay,
+                  .param = kBeyondTransfer, .settleRows = 1, .settleMs = kBeyondTransfer + 3000,
+                  .afterMs = 500, .arrived = "A,B", .rowsLeft = 1},
+        FaultCase{.name = "OffErrorStatusDelivered", .offline = false, .fault = Fault::HttpError,
+                  .param = 404, .settleRows = 0, .settleMs = 5000, .arrived = "A,B"},
         // Nothing behind a failing hit is tried while it is retried.
-        FaultCase{"OffClosedRetriedAtOnce", false, Fault::CloseConnection, 0, -1, 1500, false, 0, 2,
-                  kMany, "A+", 2},
-        FaultCase{"OffSlowDelivered", false, Fault::Slow, 1500, 0, 8000, false, 0, 0, 0, "A,B", 0}),
+        FaultCase{.name = "OffClosedRetriedAtOnce", .offline = false,
+                  .fault = Fault::CloseConnection, .settleMs = 1500, .minLines = 2,
+                  .maxLines = kMany, .arrived = "A+", .rowsLeft = 2},
+        FaultCase{.name = "OffSlowDelivered", .offline = false, .fault = Fault::Slow,
+                  .param = 1500, .settleRows = 0, .settleMs = 8000, .arrived = "A,B"}),
     [](const ::testing::TestParamInfo<FaultCase> &info) { return std::string(info.param.name); });
 // clang-format on
 
@@ -184,7 +196,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Delivery, AgeRuleAtFiveAndSixSecondsAndUnsigned) {
     const long now = QDateTime(QDate(2026, 6, 1), QTime(12, 0), Qt::UTC).toSecsSinceEpoch();
     const std::vector<std::pair<std::vector<std::pair<std::string, long>>, std::string>> cases{
-        {{{"Old60", now - 60}, {"Old6", now - 6}, {"Old5", now - 5}}, "Old5"},
+        {{{"Old60", now - 60},
+          {"Old6", now - AGE_LIMIT_SECONDS - 1},
+          {"Old5", now - AGE_LIMIT_SECONDS}},
+         "Old5"},
         {{{"Minus1", -1}}, "Minus1"}};
     configure(false);
     server.setFault(Fault::CloseConnection);
