@@ -2,6 +2,7 @@
 
 #include "KEOMediaAnalyticsQuick.h"
 #include "KEOScreen.h"
+#include "KEOScreenCommon.h"
 
 #include <KEOMediaTracker.h>
 
@@ -10,39 +11,36 @@
 
 namespace {
 
-void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QJSValue &object);
-
-void addValue(QHash<QString, QString> &flat, const QString &key, const QJSValue &value) {
-    if (value.isNull() || value.isUndefined())
-        return;
-    if (value.isString())
-        flat.insert(key, value.toString());
-    else if (value.isObject() && !value.isDate() && !value.isRegExp() && !value.isCallable() &&
-             !value.isQObject() && !value.isVariant())
-        flattenInto(flat, key + QLatin1Char('.'), value);
-    else
-        flat.insert(key, value.toVariant().toString());
-}
-
-// An array's elements are keyed by their index, without its length.
-void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QJSValue &object) {
-    if (object.isArray()) {
-        for (quint32 i = 0, n = object.property(QStringLiteral("length")).toUInt(); i < n; ++i)
-            addValue(flat, prefix + QString::number(i), object.property(i));
-        return;
+// JavaScript values: plain objects and arrays are walked into, null and undefined left out.
+struct JsTree {
+    // An array's elements are keyed by their index, without its length.
+    template <typename Visit> static void forEachChild(const QJSValue &object, Visit visit) {
+        if (object.isArray()) {
+            for (quint32 i = 0, n = object.property(QStringLiteral("length")).toUInt(); i < n; ++i)
+                visit(QString::number(i), object.property(i));
+            return;
+        }
+        for (QJSValueIterator it(object); it.hasNext();) {
+            it.next();
+            visit(it.name(), it.value());
+        }
     }
-    for (QJSValueIterator it(object); it.hasNext();) {
-        it.next();
-        addValue(flat, prefix + it.name(), it.value());
+    static bool isNested(const QJSValue &value) {
+        return value.isObject() && !value.isDate() && !value.isRegExp() && !value.isCallable() &&
+               !value.isQObject() && !value.isVariant();
     }
-}
+    static bool isLeftOut(const QJSValue &value) { return value.isNull() || value.isUndefined(); }
+    static QString text(const QJSValue &value) {
+        return value.isString() ? value.toString() : value.toVariant().toString();
+    }
+};
 
 } // namespace
 
 QHash<QString, QString> KEOMobileQuick::contextData(const QJSValue &data) {
     QHash<QString, QString> flat;
     if (data.isObject())
-        flattenInto(flat, QString(), data);
+        keo_screen::flattenInto<JsTree>(flat, QString(), data);
     return flat;
 }
 

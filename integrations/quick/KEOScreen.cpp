@@ -1,20 +1,13 @@
 #include "KEOScreen.h"
 
 #include "KEOMobileQuick.h"
+#include "KEOScreenCommon.h"
 
 #include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickWindow>
 
 namespace {
-
-// Nothing is seen before the application has first come to the front: the launch the library
-// sends at that moment comes before the first screen.
-bool cameToFront() {
-    static bool front = false;
-    front = front || QGuiApplication::applicationState() == Qt::ApplicationActive;
-    return front;
-}
 
 // Containers that show one of their pages at a time, as Qt Quick Controls name them.
 bool showsOnePage(const QQuickItem *item) {
@@ -84,7 +77,7 @@ void KEOScreen::settle() {
 }
 
 bool KEOScreen::seen() {
-    if (!cameToFront())
+    if (!keo_screen::cameToFront())
         return false;
     auto *item = qobject_cast<QQuickItem *>(parent());
     if (item == nullptr)

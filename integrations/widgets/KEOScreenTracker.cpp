@@ -1,5 +1,7 @@
 #include "KEOScreenTracker.h"
 
+#include "KEOScreenCommon.h"
+
 #include <KEOMobile.h>
 
 #include <QApplication>
@@ -12,21 +14,19 @@
 
 namespace {
 
-// Nothing is seen before the application has first come to the front.
-bool cameToFront() {
-    static bool front = false;
-    front = front || QGuiApplication::applicationState() == Qt::ApplicationActive;
-    return front;
-}
-
-void flattenInto(QHash<QString, QString> &flat, const QString &prefix, const QVariantMap &map) {
-    for (auto it = map.begin(); it != map.end(); ++it) {
-        if (it.value().userType() == QMetaType::QVariantMap)
-            flattenInto(flat, prefix + it.key() + QLatin1Char('.'), it.value().toMap());
-        else if (!it.value().isNull())
-            flat.insert(prefix + it.key(), it.value().toString());
+// Maps of variants: nested maps are walked into, null values left out.
+struct VariantTree {
+    template <typename Visit> static void forEachChild(const QVariant &node, Visit visit) {
+        const QVariantMap map = node.toMap();
+        for (auto it = map.begin(); it != map.end(); ++it)
+            visit(it.key(), it.value());
     }
-}
+    static bool isNested(const QVariant &value) {
+        return value.userType() == QMetaType::QVariantMap;
+    }
+    static bool isLeftOut(const QVariant &value) { return value.isNull(); }
+    static QString text(const QVariant &value) { return value.toString(); }
+};
 
 // The watch of one container: the page it shows while the user sees it, reported as it
 // changes. A child of the container, on its thread.
@@ -53,13 +53,13 @@ protected:
 
 private:
     void settle() {
-        QWidget *seen = cameToFront() && _container->isVisible() ? _current() : nullptr;
+        QWidget *seen = keo_screen::cameToFront() && _container->isVisible() ? _current() : nullptr;
         if (seen != nullptr && seen != _seen) {
             QString name = seen->property("keoScreen").toString();
             if (name.isEmpty() && _fallbackName)
                 name = _fallbackName(seen);
             QHash<QString, QString> data;
-            flattenInto(data, QString(), seen->property("keoScreenData").toMap());
+            keo_screen::flattenInto<VariantTree>(data, QString(), seen->property("keoScreenData"));
             if (!name.isEmpty())
                 KEOMobile::trackState(name, data);
         }
