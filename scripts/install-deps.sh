@@ -5,7 +5,8 @@
 # manager (openbox), drive them with xdotool, and draw their text in DejaVu. The QML module and
 # the Qt Quick example need Qt Quick with its Controls 2, Layouts and Window modules. The media
 # tracker's tests and the examples' players play clips that GStreamer makes (videotestsrc,
-# Theora, Ogg) through Qt Multimedia, in C++ and in QML. Everything builds and runs against Qt 6
+# Theora, Ogg) through Qt Multimedia, in C++ and in QML. stress-ng keeps the machine busy while
+# the suite is run again and again, which is how a test that fails by chance is found. Everything builds and runs against Qt 6
 # as well, with the same modules of Qt 6 (and Qt 5 Compatibility for QRegExp).
 # "scripts/install-deps.sh docs" adds doxygen, for the API reference (cmake target docs).
 set -euo pipefail
@@ -23,6 +24,7 @@ packages=(
   qml-module-qtquick-controls2 qml-module-qtquick-templates2
   qtmultimedia5-dev qml-module-qtmultimedia libqt5multimedia5-plugins
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+  stress-ng
   qt6-base-dev qt6-5compat-dev qt6-declarative-dev qt6-multimedia-dev qml6-module-qtquick
   qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-window
   qml6-module-qtquick-templates qml6-module-qtmultimedia qml6-module-qtqml-workerscript

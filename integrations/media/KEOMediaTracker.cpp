@@ -132,22 +132,32 @@ void KEOMediaTracker::follow() {
         closeItem();
         _stale = _source.isValid();
         _source = source;
+        _endedAt = -1.0;
     }
     const int state = read("playbackState", "state").toInt();
     const int status = this->status();
     const double position = read("position").toDouble() / 1000.0;
-    const double elapsed = _since.restart() / 1000.0;
+    // Counted from the last position that moved: a busy player tells its position late, bunched
+    // or not at all, and may repeat an old one in between; what it played meanwhile is no jump.
+    const double elapsed = _since.elapsed() / 1000.0;
     // Where playing would have taken the item since the last change: a stopped player has
     // already gone back to the start, and a jump is measured from here.
     double expected = _position + (_playing ? elapsed : 0.0);
     if (_length > 0)
         expected = std::min(expected, _length);
     _stale = _stale && status >= Loaded;
-    const bool playing = state == Playing && !_stale && status >= Loaded && status <= Buffered;
+    // Played again after the end, a player may say it plays before it tells that it has gone
+    // back: where the item ended is where nothing starts.
+    const bool leftEnd = _playing || _endedAt <= 0 || position < _endedAt;
+    const bool playing =
+        state == Playing && !_stale && status >= Loaded && status <= Buffered && leftEnd;
+    const bool wasPlaying = _playing;
 
     if (status == EndOfMedia || status == InvalidMedia) {
         if (_playing)
             media()->stop(_open, status == EndOfMedia && _length > 0 ? _length : expected);
+        if (!_open.isEmpty() || status != EndOfMedia)
+            _endedAt = status == EndOfMedia ? position : -1.0;
         closeItem();
     } else if (_playing && !playing) {
         media()->stop(_open, state == Stopped ? expected : position);
@@ -168,7 +178,10 @@ void KEOMediaTracker::follow() {
         }
         media()->play(_open, position);
         _playing = true;
+        _endedAt = -1.0;
     }
+    if (position != _position || _playing != wasPlaying)
+        _since.restart();
     _position = position;
 }
 

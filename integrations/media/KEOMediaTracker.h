@@ -29,7 +29,9 @@
 /// | changes source, fails, or is destroyed      | close                                        |
 ///
 /// A jump is a change of position that playing cannot explain: more than the time since the
-/// last position plus one second. A play after the end opens the item again, as a new view.
+/// position last moved plus one second, so that positions told late, in bunches or not at all
+/// for a while are no jump. A play after the end opens the item again, as a new view, from the
+/// first position the player tells that is not where the item ended.
 ///
 /// The tracker and its player live on one thread, which makes every report, one at a time, from
 /// its event loop as soon as the player has told a change (so that thread needs an event loop).
@@ -132,6 +134,7 @@ private:
     QString _open;         // the item open in the library, empty for none
     bool _playing = false; // its last report was a play
     double _length = -1.0;
-    double _position = 0.0; // seconds, at the last change the player told
-    QElapsedTimer _since;   // since that change
+    double _position = 0.0; // seconds, as the player last told it
+    QElapsedTimer _since;   // since that position moved, or the item started or stopped playing
+    double _endedAt = -1.0; // where the player stood when its item last reached the end
 };

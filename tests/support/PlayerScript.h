@@ -38,8 +38,15 @@ inline bool until(const std::function<bool()> &condition, int msecs = 20000) {
 // 0.5 s the source becomes next.ogv, which pauses at 2.5 s and then has none. False if the player
 // never got somewhere.
 inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSource) {
-    const auto at = [player](qint64 msecs) {
-        return until([=] { return player->property("position").toLongLong() >= msecs; });
+    // Says which step the player never reached.
+    const auto reached = [](bool done, const char *step) {
+        if (!done)
+            qWarning("the player never reached: %s", step);
+        return done;
+    };
+    const auto position = [player] { return player->property("position").toLongLong(); };
+    const auto at = [=](qint64 msecs) {
+        return reached(until([=] { return position() >= msecs; }), "a position");
     };
     const auto call = [player](const char *method) { QMetaObject::invokeMethod(player, method); };
     const auto source = [&](const char *file) {
@@ -54,12 +61,14 @@ inline bool run(QObject *player, const std::function<void(const QUrl &)> &setSou
     if (!QMetaObject::invokeMethod(player, "seek", Q_ARG(int, 6500)) &&    // MediaPlayer
         !QMetaObject::invokeMethod(player, "seek", Q_ARG(QVariant, 6500))) // Video
         player->setProperty("position", 6500);                             // QMediaPlayer
-    ok = ok && until([player] { // at the end it stops: StoppedState, 0 in Qt 5 and Qt 6
-             const QVariant state = player->property("playbackState");
-             return (state.isValid() ? state : player->property("state")).toInt() == 0;
-         });
+    ok =
+        ok && reached(until([player] { // at the end it stops: StoppedState, 0 in both majors
+                          const QVariant state = player->property("playbackState");
+                          return (state.isValid() ? state : player->property("state")).toInt() == 0;
+                      }),
+                      "the end");
     call("play"); // after the end, from the start: once the player has left the end
-    ok = ok && until([player] { return player->property("position").toLongLong() < 4000; });
+    ok = ok && reached(until([=] { return position() < 4000; }), "the start again");
     ok = ok && at(500);
     source("next.ogv");
     // Half way between two milestones and paused first, so that a slow machine playing on

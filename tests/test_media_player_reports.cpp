@@ -1,0 +1,143 @@
+// KEOMediaTracker fed by a player of its own that tells its position as a busy machine's player
+// does: late, several changes in one go, not at all for a while, an old position again, and after
+// the state it belongs to. The reports the library received must be those of what the player did.
+#include "LoopbackTest.h"
+#include "MediaScript.h"
+
+#include <KEOMediaTracker.h>
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <thread>
+
+// The properties and signals the tracker reads, set without a word and told when the test says.
+class ReportingPlayer : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(int playbackState MEMBER state NOTIFY playbackStateChanged)
+    Q_PROPERTY(qint64 position MEMBER position NOTIFY positionChanged)
+    Q_PROPERTY(qint64 duration MEMBER duration NOTIFY durationChanged)
+    Q_PROPERTY(Status mediaStatus MEMBER status NOTIFY mediaStatusChanged)
+    Q_PROPERTY(QUrl source MEMBER source NOTIFY sourceChanged)
+
+public:
+    enum Status {
+        NoMedia,
+        LoadingMedia,
+        LoadedMedia,
+        StalledMedia,
+        BufferingMedia,
+        BufferedMedia,
+        EndOfMedia,
+        InvalidMedia
+    };
+    Q_ENUM(Status)
+    enum { Stopped, Playing, Paused };
+
+    int state = Stopped;
+    qint64 position = 0, duration = 0;
+    Status status = NoMedia;
+    QUrl source;
+
+Q_SIGNALS:
+    void playbackStateChanged();
+    void positionChanged();
+    void durationChanged();
+    void mediaStatusChanged();
+    void sourceChanged();
+};
+
+class MediaPlayerReports : public LoopbackTest {
+protected:
+    void SetUp() override {
+        configure(false);
+        media_script::run("set|delegate|1");
+        player.source = QUrl::fromLocalFile("/clips/clip.ogv");
+        player.status = ReportingPlayer::LoadingMedia;
+        emit player.sourceChanged(), emit player.mediaStatusChanged();
+        handled();
+        player.duration = 8000, player.status = ReportingPlayer::LoadedMedia;
+        emit player.durationChanged(), emit player.mediaStatusChanged();
+        handled();
+    }
+    // The tracker looks at the player once the event loop runs, as late as it likes.
+    static void handled() { QCoreApplication::processEvents(); }
+    void play(qint64 at) {
+        player.state = ReportingPlayer::Playing, player.status = ReportingPlayer::BufferedMedia;
+        player.position = at;
+        emit player.playbackStateChanged(), emit player.mediaStatusChanged();
+        emit player.positionChanged();
+        handled();
+    }
+    void reportPosition(qint64 at) {
+        player.position = at;
+        emit player.positionChanged();
+    }
+    // What the library was told, without its own monitor's ticks: "EVENT@offset, ...".
+    static std::string told() {
+        std::lock_guard<std::mutex> guard(media_script::seenMutex);
+        QStringList events;
+        for (const QString &seen : media_script::seen)
+            if (!seen.contains(" MONITOR@"))
+                events << seen.section(' ', 1, 1);
+        return events.join(", ").toStdString();
+    }
+
+    int argc = 1;
+    char name[5] = "test", *argv[2] = {name, nullptr};
+    QCoreApplication app{argc, argv};
+    ReportingPlayer player;
+    KEOMediaTracker tracker{&player};
+};
+
+TEST_F(MediaPlayerReports, PositionsToldLateBunchedOrStaleThatCatchUpWithPlayingAreNoSeek) {
+    play(0);
+    reportPosition(200), reportPosition(400), reportPosition(600); // bunched
+    handled();
+    // Nothing told for a while, then the old position again with a status.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    emit player.mediaStatusChanged();
+    handled();
+    reportPosition(2300); // 1.7 s on from 0.6 s, after more than 1.5 s of playing
+    handled();
+    player.state = ReportingPlayer::Paused, player.position = 2400;
+    emit player.playbackStateChanged(); // its position told after it
+    handled();
+    emit player.positionChanged();
+    handled();
+    EXPECT_EQ(told(), "OPEN@0, STOP@2.4");
+}
+
+TEST_F(MediaPlayerReports, JumpBeyondWhatPlayingExplainsIsASeekEvenWhenToldLate) {
+    play(0);
+    reportPosition(300);
+    handled();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    reportPosition(400), reportPosition(6500), reportPosition(6600); // the seek, bunched
+    handled();
+    const std::string seek = told();
+    EXPECT_EQ(QString::fromStdString(seek)
+                  .replace(QRegularExpression("STOP@[0-9.]+"), "STOP")
+                  .toStdString(),
+              "OPEN@0, STOP, PLAY@6.6");
+}
+
+TEST_F(MediaPlayerReports, PlayAfterTheEndStartsWhereThePlayerWentBackToNotWhereItEnded) {
+    play(0);
+    player.state = ReportingPlayer::Stopped, player.status = ReportingPlayer::EndOfMedia;
+    player.position = 8000;
+    emit player.positionChanged(), emit player.playbackStateChanged();
+    emit player.mediaStatusChanged();
+    handled();
+    // Played again: the state and status come first, the position still where the item ended.
+    player.state = ReportingPlayer::Playing, player.status = ReportingPlayer::BufferedMedia;
+    emit player.playbackStateChanged(), emit player.mediaStatusChanged();
+    handled();
+    handled();
+    reportPosition(0);
+    handled();
+    EXPECT_EQ(told(), "OPEN@0, CLOSE@8, OPEN@0");
+}
+
+#include "test_media_player_reports.moc"
