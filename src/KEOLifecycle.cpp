@@ -1,6 +1,7 @@
 #include "KEOLifecycle.h"
 
 #include "KEOAnalytics.h"
+#include "KEOLifecycleRegistry.h"
 #include "KEOMobileConfig.h"
 #include "KEOSharedPreferences.h"
 #include "KEOStatic.h"
@@ -8,7 +9,11 @@
 #include <QDate>
 #include <QDateTime>
 #include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 
@@ -65,7 +70,7 @@ static void _addInstallData(QHash<QString, QString> *data, QDateTime date) {
     KEOSharedPreferences::sharedInstance()->putDateTime(DEFAULTS_KEY_INSTALLDATE, date);
 }
 
-static void _addNonInstallData(QHash<QString, QString> *data, QDateTime date) {
+static void _addNonInstallData(QHash<QString, QString> *data, QDateTime date, bool crashed) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
     const QDateTime dateLastUsed = prefs->getDateTime(DEFAULTS_KEY_LASTUSEDDATE);
     const QDateTime dateInstalled = prefs->getDateTime(DEFAULTS_KEY_INSTALLDATE);
@@ -85,7 +90,7 @@ static void _addNonInstallData(QHash<QString, QString> *data, QDateTime date) {
                  QString::number(dateInstalled.toLocalTime().daysTo(date), 10));
     data->insert(DATA_DAYSLASTLAUNCH, QString::number(dateLastUsed.toLocalTime().daysTo(date), 10));
 
-    if (!prefs->getBool(DEFAULTS_KEY_SUCCESSFULCLOSE)) {
+    if (!prefs->getBool(DEFAULTS_KEY_SUCCESSFULCLOSE) || crashed) {
         // The previous run ended without stop. Its session has no known end, so dropping
         // both times silences the session length and gives the new session a fresh start.
         data->insert(EVENT_CRASH, "CrashEvent");
@@ -157,24 +162,92 @@ static void _addSessionLengthData(QHash<QString, QString> *data) {
     prefs->remove(DEFAULTS_KEY_STARTTIME);
 }
 
-static void _resetLifecycleFlags(QString appVersion) {
+static void _resetLifecycleFlags(QString appVersion, long now) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
     if (prefs->getLong(DEFAULTS_KEY_STARTTIME) == 0)
-        prefs->putLong(DEFAULTS_KEY_STARTTIME, KEOStatic::timeSince1970());
+        prefs->putLong(DEFAULTS_KEY_STARTTIME, now);
     prefs->putString(DEFAULTS_KEY_LASTVERSION, appVersion);
     prefs->putBool(DEFAULTS_KEY_SUCCESSFULCLOSE, false);
     // Kept in the file as 0, not removed.
     prefs->putLong(DEFAULTS_KEY_PAUSETIME, 0);
 }
 
-void KEOLifecycle::start() {
-    (void)DATA_ENGAGEDMONTH;
-    (void)DATA_ENGAGEDUPGRADE;
-    (void)NUMBER_OF_SECONDS_IN_DAY;
+// ---------------------------------------------------------------------------------------
+// Several processes of one application. The application is in front while any of its processes
+// is; only the first of them to come to the front may launch, and a process that died in front
+// is a crash for the next launch to report. A launch changes its keys before its hit is stored:
+// the registry's journal keeps their former values until the hit is stored, so that the launch
+// of a process killed in between is taken back whole, and the rest of a stored one is finished.
+
+// The keys that a launch changes before its hit is stored.
+static const QStringList LAUNCH_KEYS = {
+    DEFAULTS_KEY_INSTALLDATE, DEFAULTS_KEY_LASTUSEDDATE,         DEFAULTS_KEY_LAUNCHES,
+    DEFAULTS_KEY_UPGRADEDATE, DEFAULTS_KEY_LAUNCHESAFTERUPGRADE, DEFAULTS_KEY_PAUSETIME,
+    DEFAULTS_KEY_STARTTIME};
+static const char *LAUNCH_PENDING = "pending"; // hit not stored yet
+static const char *LAUNCH_STORED = "stored";   // hit stored, the flags still to reset
+
+static QByteArray _launchRecord(const char *state, const QString &appVersion, long now,
+                                const QJsonObject &before) {
+    QJsonObject record;
+    record["state"] = QString(state);
+    record["slot"] = KEOLifecycleRegistry::ownSlot();
+    record["version"] = appVersion;
+    record["now"] = static_cast<double>(now);
+    record["before"] = before;
+    return QJsonDocument(record).toJson(QJsonDocument::Compact);
+}
+
+// Ends the launch that a process which is no longer alive left half done; under a Hold.
+static void _settleDeadLaunch() {
+    const QByteArray text = KEOLifecycleRegistry::journal();
+    if (text.isEmpty())
+        return;
+    const QJsonObject record = QJsonDocument::fromJson(text).object();
+    const int slot = record.value("slot").toInt(-1);
+    if (slot >= 0 && KEOLifecycleRegistry::alive(slot))
+        return; // its launch is still under way
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
+    const bool stored = record.value("state").toString() == LAUNCH_STORED;
+    if (stored) {
+        _resetLifecycleFlags(record.value("version").toString(),
+                             static_cast<long>(record.value("now").toDouble()));
+    } else if (record.value("state").toString() == LAUNCH_PENDING) {
+        const QJsonObject before = record.value("before").toObject();
+        for (const QString &key : LAUNCH_KEYS) {
+            if (before.value(key).isString())
+                prefs->putString(key, before.value(key).toString());
+            else if (prefs->contains(key))
+                prefs->remove(key);
+        }
+    }
+    // The crashes that the launch reported are done with; those of a launch taken back wait for
+    // the next one.
+    for (int crashed : KEOLifecycleRegistry::others().reporting)
+        KEOLifecycleRegistry::mark(crashed, stored ? KEOLifecycleRegistry::AWAY
+                                                   : KEOLifecycleRegistry::IN_FRONT);
+    KEOLifecycleRegistry::setJournal(QByteArray());
+}
+
+// Decides, under one Hold, whether this return to the front is a launch; if so fills data with
+// its metrics and journals it. A resume or a join changes what it must and returns false.
+static bool _beginStart(QHash<QString, QString> *data, const QDateTime &date,
+                        const QString &appVersion, const QString &appName) {
+    KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
+    KEOSharedPreferences::Hold hold;
+    const int own = KEOLifecycleRegistry::ownSlot();
+    KEOLifecycleRegistry::Others others;
+    if (own >= 0) {
+        _settleDeadLaunch();
+        others = KEOLifecycleRegistry::others();
+        KEOLifecycleRegistry::mark(own, KEOLifecycleRegistry::IN_FRONT);
+        // The application is in use already: this process joins its session.
+        if (others.inFront > 0)
+            return false;
+    }
+
     const long lastPause = prefs->getLong(DEFAULTS_KEY_PAUSETIME);
     const long sessionTimeout = sessionTimeoutSeconds();
-
     if (lastPause != 0) {
         const long pauseTime = KEOStatic::timeSince1970() - lastPause;
         const long startTime = prefs->getLong(DEFAULTS_KEY_STARTTIME);
@@ -183,35 +256,80 @@ void KEOLifecycle::start() {
         // which resumes too.
         if (pauseTime < sessionTimeout && startTime != 0) {
             prefs->putLong(DEFAULTS_KEY_STARTTIME, startTime + pauseTime);
-            return;
+            return false;
         }
     }
 
-    // A new launch. One instant serves every metric of it.
-    const QDateTime date = QDateTime::currentDateTime();
-    const QString appVersion = KEOStatic::getApplicationVersion();
-    // Two-argument arg(): a name that holds "%2" is not expanded a second time.
-    const QString appName = QString("%1 (%2)").arg(KEOStatic::getApplicationName(), appVersion);
-    QHash<QString, QString> contextData;
+    if (own >= 0) {
+        QJsonObject before;
+        for (const QString &key : LAUNCH_KEYS)
+            if (prefs->contains(key))
+                before[key] = prefs->getString(key);
+        KEOLifecycleRegistry::setJournal(
+            _launchRecord(LAUNCH_PENDING, appVersion, KEOStatic::timeSince1970(), before));
+        for (int crashed : others.crashed)
+            KEOLifecycleRegistry::mark(crashed, KEOLifecycleRegistry::REPORTING);
+    }
 
     // The order below is binding: a crash found by _addNonInstallData removes the session
     // times, which silences _addSessionLengthData; that reads the old times before
     // _resetLifecycleFlags overwrites them; and the flags change only after the hit is
     // stored, so a kill before it leaves them as they were.
     if (!prefs->getDateTime(DEFAULTS_KEY_INSTALLDATE).isValid()) {
-        _addInstallData(&contextData, date);
+        _addInstallData(data, date);
     } else {
-        _addNonInstallData(&contextData, date);
-        _addUpgradeData(&contextData, date, appVersion);
+        _addNonInstallData(data, date, !others.crashed.isEmpty());
+        _addUpgradeData(data, date, appVersion);
     }
-    _addLifecycleGenericData(&contextData, date, appName);
-    _addSessionLengthData(&contextData);
+    _addLifecycleGenericData(data, date, appName);
+    _addSessionLengthData(data);
+    return true;
+}
+
+// The launch's hit is stored: its flags are reset and the crashes it reported are done with.
+static void _endLaunch(const QString &appVersion) {
+    KEOSharedPreferences::Hold hold;
+    const bool shared = KEOLifecycleRegistry::ownSlot() >= 0;
+    const long now = KEOStatic::timeSince1970();
+    if (shared)
+        KEOLifecycleRegistry::setJournal(
+            _launchRecord(LAUNCH_STORED, appVersion, now, QJsonObject()));
+    _resetLifecycleFlags(appVersion, now);
+    if (!shared)
+        return;
+    for (int crashed : KEOLifecycleRegistry::others().reporting)
+        KEOLifecycleRegistry::mark(crashed, KEOLifecycleRegistry::AWAY);
+    KEOLifecycleRegistry::setJournal(QByteArray());
+}
+
+void KEOLifecycle::start() {
+    (void)DATA_ENGAGEDMONTH;
+    (void)DATA_ENGAGEDUPGRADE;
+    (void)NUMBER_OF_SECONDS_IN_DAY;
+    // A new launch takes one instant for every metric of it.
+    const QDateTime date = QDateTime::currentDateTime();
+    const QString appVersion = KEOStatic::getApplicationVersion();
+    // Two-argument arg(): a name that holds "%2" is not expanded a second time.
+    const QString appName = QString("%1 (%2)").arg(KEOStatic::getApplicationName(), appVersion);
+    QHash<QString, QString> contextData;
+    if (!_beginStart(&contextData, date, appVersion, appName))
+        return;
+    // Stored outside the Hold: storing takes the hit table's own locks.
     KEOAnalytics::trackInternal("Lifecycle", contextData, QHash<QString, QString>());
-    _resetLifecycleFlags(appVersion);
+    _endLaunch(appVersion);
 }
 
 void KEOLifecycle::stop() {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
+    KEOSharedPreferences::Hold hold;
+    const int own = KEOLifecycleRegistry::ownSlot();
+    if (own >= 0) {
+        _settleDeadLaunch();
+        KEOLifecycleRegistry::mark(own, KEOLifecycleRegistry::AWAY);
+        // Another process keeps the application in front: no pause begins.
+        if (KEOLifecycleRegistry::others().inFront > 0)
+            return;
+    }
     prefs->putBool(DEFAULTS_KEY_SUCCESSFULCLOSE, true);
     prefs->putLong(DEFAULTS_KEY_PAUSETIME, KEOStatic::timeSince1970());
 }

@@ -113,6 +113,11 @@ QString KEOSharedPreferences::getString(QString key) {
     return map[key].toString();
 }
 
+bool KEOSharedPreferences::contains(QString key) {
+    std::lock_guard<std::mutex> locker(_jsonMutex);
+    return _jsonData->toMap().contains(key);
+}
+
 void KEOSharedPreferences::putBool(QString key, bool value) {
     putString(key, QString::number(value, 10));
 }

@@ -33,6 +33,8 @@ public:
     QDateTime getDateTime(QString key);
     // Removes the key and rewrites the file.
     void remove(QString key);
+    // Whether the key is stored, an empty text included.
+    bool contains(QString key);
 
     // Holds the file against the other processes, on the calling thread, for a read-change-write:
     // the store is read again from the file when the outermost hold begins, and no other process

@@ -47,6 +47,16 @@ int SelfProcess::wait(int msecs) {
     return _process.exitStatus() == QProcess::NormalExit ? _process.exitCode() : -1;
 }
 
+void SelfProcess::send(const std::string &line) {
+    _process.write(QByteArray::fromStdString(line + "\n"));
+    _process.waitForBytesWritten(-1);
+}
+
+void SelfProcess::kill() {
+    _process.kill();
+    _process.waitForFinished(-1);
+}
+
 void SelfProcess::report(const std::string &line) {
     const std::string text = line + "\n";
     if (write(STDOUT_FILENO, text.data(), text.size()) < 0)

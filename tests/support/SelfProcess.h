@@ -25,6 +25,10 @@ public:
     // Waits for the end, killing the copy after msecs (-1: no limit); the exit status, or -1
     // after a signal.
     int wait(int msecs = -1);
+    // Writes one line to the copy's standard input.
+    void send(const std::string &line);
+    // Ends the copy with SIGKILL and waits for its end.
+    void kill();
     // All the copy wrote that was not read as reported lines.
     QByteArray output() { return _process.readAll(); }
 
