@@ -7,6 +7,7 @@
 #include <QDebug>
 
 #include <curl/curl.h>
+#include <sandbox/sandbox.h>
 #include <sqlite3.h>
 
 #include <atomic>
@@ -87,7 +88,7 @@ static const char *_deliveryLockPath = nullptr;
 static int _lockDelivery() {
     if (_deliveryLockPath == nullptr)
         return -1;
-    const int lock = open(_deliveryLockPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    const int lock = sandbox_open_private(_deliveryLockPath, O_RDWR | O_CREAT);
     while (lock >= 0 && flock(lock, LOCK_EX) != 0 && errno == EINTR) {
     }
     if (lock >= 0 && pwrite(lock, "1", 1, 0) < 0) {
@@ -131,6 +132,10 @@ static void _createDB() {
     const QByteArray dbPath =
         QByteArray(cwd ? cwd : "(null)") + "/data/" + KEOGAUGE_OFFLINE_HITCACHE;
     char *error = nullptr;
+    // Made private before SQLite opens it: its -wal and -shm take the database's own mode.
+    const int made = cwd ? sandbox_open_private(dbPath.constData(), O_RDWR | O_CREAT) : -1;
+    if (made >= 0)
+        close(made);
     if (cwd == nullptr || sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
         KEOStatic::logError("Analytics - Unable to open database (%s)", dbPath.constData());
         pthread_mutex_unlock(&_dbMutex);
@@ -166,7 +171,7 @@ static void _createDB() {
                                &_preparedSelectStatement, nullptr) != SQLITE_OK)
             KEOStatic::logError("Analytics - Can't prep SQL statement for select function");
         const QByteArray lockPath = dbPath + ".lock";
-        const int lock = open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        const int lock = sandbox_open_private(lockPath.constData(), O_RDWR | O_CREAT);
         if (lock >= 0) {
             close(lock);
             _deliveryLockPath = strdup(lockPath.constData());

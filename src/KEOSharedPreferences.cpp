@@ -3,6 +3,7 @@
 #include "KEOStatic.h"
 
 #include <bb/data/JsonDataAccess>
+#include <sandbox/sandbox.h>
 
 #include <QDebug>
 #include <QFile>
@@ -35,8 +36,8 @@ KEOSharedPreferences::Hold::Hold() {
     KEOSharedPreferences *store = sharedInstance();
     // Without a working directory or a data directory (yet), the file can't be shared either.
     if (_lockFile < 0 && !store->_filePath->isEmpty())
-        _lockFile = open(QFile::encodeName(*store->_filePath + ".lock").constData(),
-                         O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        _lockFile = sandbox_open_private(QFile::encodeName(*store->_filePath + ".lock").constData(),
+                                         O_RDWR | O_CREAT);
     while (_lockFile >= 0 && flock(_lockFile, LOCK_EX) != 0 && errno == EINTR) {
     }
     store->reload();
