@@ -59,6 +59,11 @@ TEST_F(Sandbox, OptedInFilesLieUnderTheDataHomeAndTheWorkingDirectoryStaysTheHos
     const QString root = home + "/.local/share/Org/App";
     EXPECT_EQ(desktop::sandboxRoot(), root);
     EXPECT_EQ(cwd(), home.toStdString());
+    dir.write("home/notes.txt", "mine");
+    QFile relative("notes.txt"); // a command-line host's file argument still opens
+    ASSERT_TRUE(relative.open(QIODevice::ReadOnly));
+    EXPECT_EQ(relative.readAll(), QByteArray("mine"));
+    QFile::remove(dir.file("home/notes.txt"));
     EXPECT_EQ(QDir(home).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden),
               QStringList({".local"}));
     for (const char *directory : {"/.local", "/.local/share", "/.local/share/Org"})
