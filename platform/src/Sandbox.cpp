@@ -57,7 +57,7 @@ QByteArray applicationPath() {
     QString name = QCoreApplication::applicationName();
     if (name.isEmpty())
         name = QString::fromLocal8Bit(program_invocation_short_name);
-    const QString path = organisation.isEmpty() ? name : organisation + '/' + name;
+    const QString path = organisation.isEmpty() ? name : organisation + QLatin1Char('/') + name;
     return QFile::encodeName(path);
 }
 
