@@ -50,6 +50,8 @@ static Status statusOf(const std::string &path) {
 class InstalledExample : public ::testing::Test {
 protected:
     void SetUp() override {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "only root starts the example as another account";
         ASSERT_TRUE(server.start()) << "127.0.0.1:8080 is taken";
         // Orphans come back to this process: gio leaves the example behind it.
         prctl(PR_SET_CHILD_SUBREAPER, 1);
