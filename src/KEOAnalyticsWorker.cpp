@@ -132,10 +132,15 @@ static void _createDB() {
     const QByteArray dbPath =
         QByteArray(cwd ? cwd : "(null)") + "/data/" + KEOGAUGE_OFFLINE_HITCACHE;
     char *error = nullptr;
-    // Made private before SQLite opens it: its -wal and -shm take the database's own mode.
-    const int made = cwd ? sandbox_open_private(dbPath.constData(), O_RDWR | O_CREAT) : -1;
-    if (made >= 0)
-        close(made);
+    // Made private before SQLite opens it: the -wal and -shm that SQLite makes take the
+    // database's own mode, and those that a killed run left behind are narrowed here.
+    for (const char *suffix : {"", "-wal", "-shm"}) {
+        const int made = cwd ? sandbox_open_private((dbPath + suffix).constData(),
+                                                    *suffix ? O_RDWR : O_RDWR | O_CREAT)
+                             : -1;
+        if (made >= 0)
+            close(made);
+    }
     if (cwd == nullptr || sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
         KEOStatic::logError("Analytics - Unable to open database (%s)", dbPath.constData());
         pthread_mutex_unlock(&_dbMutex);

@@ -11,6 +11,7 @@
 #include <QDir>
 
 #include <linux/capability.h>
+#include <sqlite3.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -146,6 +147,26 @@ TEST_P(HandMadeSandbox, EveryFileIs0600WhateverTheUmask) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Umasks, HandMadeSandbox, ::testing::Values(0000, 0022, 0277));
+
+TEST_F(LoopbackTest, TableFilesThatAKilledRunLeftWideAreNarrowed) {
+    configure(false);
+    inChild([] { // an earlier run, under the usual umask, killed with its log still there
+        umask(0022);
+        sqlite3 *db = nullptr;
+        sqlite3_open("data/KEOAnalyticsCache.sqlite", &db);
+        sqlite3_exec(db,
+                     "PRAGMA journal_mode=WAL; CREATE TABLE HITS (ID INTEGER PRIMARY KEY "
+                     "AUTOINCREMENT, URL TEXT, TIMESTAMP INTEGER)",
+                     nullptr, nullptr, nullptr);
+        _exit(0);
+    });
+    ASSERT_EQ(modeOf(dir.file("data/KEOAnalyticsCache.sqlite-wal")), 0644u);
+    KEOMobile::trackAction("Tap", {});
+    waitForHits(1);
+    for (const char *file : {"data/KEOAnalyticsCache.sqlite", "data/KEOAnalyticsCache.sqlite-wal",
+                             "data/KEOAnalyticsCache.sqlite-shm"})
+        EXPECT_EQ(modeOf(dir.file(file)), 0600u) << file;
+}
 
 // Root would pass by every permission; the tests meet them as the home's owner does.
 static void dropCapabilities() {
