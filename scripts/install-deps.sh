@@ -2,7 +2,8 @@
 # Installs, from Debian's archive, whatever a fresh Debian 12 machine lacks to build, test,
 # fuzz, package and run the demo. Installs nothing when everything is present. The GUI tests
 # run the examples on a virtual display (xvfb, with xauth for xvfb-run) under a small window
-# manager (openbox), drive them with xdotool, and draw their text in DejaVu. The QML module and
+# manager (openbox), drive them with xdotool, start an installed one from its launcher (gio, in
+# libglib2.0-bin), and draw their text in DejaVu. The QML module and
 # the Qt Quick example need Qt Quick with its Controls 2, Layouts and Window modules. The media
 # tracker's tests and the examples' players play clips that GStreamer makes (videotestsrc,
 # Theora, Ogg) through Qt Multimedia, in C++ and in QML. stress-ng keeps the machine busy while
@@ -19,7 +20,7 @@ packages=(
   clang-14 libclang-rt-14-dev
   chromium chromium-driver python3-selenium
   dpkg-dev file
-  xvfb xauth xdotool openbox fonts-dejavu-core
+  xvfb xauth xdotool openbox fonts-dejavu-core libglib2.0-bin
   qtdeclarative5-dev qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-layouts
   qml-module-qtquick-controls2 qml-module-qtquick-templates2
   qtmultimedia5-dev qml-module-qtmultimedia libqt5multimedia5-plugins

@@ -9,6 +9,7 @@
 #include <QDebug>
 
 #include <curl/curl.h>
+#include <sandbox/sandbox.h>
 #include <sqlite3.h>
 
 #include <atomic>
@@ -121,6 +122,15 @@ static void _createDB() {
     const QByteArray dbPath =
         QByteArray(cwd ? cwd : "(null)") + "/data/" + KEOGAUGE_OFFLINE_HITCACHE;
     char *error = nullptr;
+    // Made private before SQLite opens it: the -wal and -shm that SQLite makes take the
+    // database's own mode, and those that a killed run left behind are narrowed here.
+    for (const char *suffix : {"", "-wal", "-shm"}) {
+        const int made = cwd ? sandbox_open_private((dbPath + suffix).constData(),
+                                                    *suffix ? O_RDWR : O_RDWR | O_CREAT)
+                             : -1;
+        if (made >= 0)
+            close(made);
+    }
     if (cwd == nullptr || sqlite3_open(dbPath.constData(), &_offlineDB) != 0) {
         KEOStatic::logError("Analytics - Unable to open database (%s)", dbPath.constData());
         pthread_mutex_unlock(&_dbMutex);

@@ -3,6 +3,7 @@
 #include "KEOStatic.h"
 
 #include <QFile>
+#include <sandbox/sandbox.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -15,14 +16,6 @@ const off_t JOURNAL_PAGE = 4096;
 int _file = -1;      // open for the process's life once made
 bool _tried = false; // one attempt: without data/ there is nothing to share
 int _ownSlot = -1;
-
-// The one place that makes the file: readable and writable by its owner only, whatever the umask.
-int openPrivateFile(const QString &path) {
-    const int fd = open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (fd >= 0)
-        fchmod(fd, 0600);
-    return fd;
-}
 
 struct flock byteLock(short type, int slot) {
     struct flock lock = {};
@@ -50,7 +43,7 @@ bool KEOLifecycleRegistry::available() {
         const QString path = KEOStatic::qtPathBelow(KEOStatic::getCurrentWorkingDirectory(),
                                                     "data/KEOLifecycle.lock");
         if (!path.isEmpty())
-            _file = openPrivateFile(path);
+            _file = sandbox_open_private(QFile::encodeName(path).constData(), O_RDWR | O_CREAT);
     }
     return _file >= 0;
 }

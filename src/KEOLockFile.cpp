@@ -1,5 +1,7 @@
 #include "KEOLockFile.h"
 
+#include <sandbox/sandbox.h>
+
 #include <cerrno>
 #include <fcntl.h>
 #include <pthread.h>
@@ -8,7 +10,7 @@
 #include <unistd.h>
 
 int KEOLockFile::open(const char *path, bool create) {
-    return ::open(path, O_RDWR | O_CLOEXEC | (create ? O_CREAT : 0), 0644);
+    return sandbox_open_private(path, O_RDWR | (create ? O_CREAT : 0));
 }
 
 void KEOLockFile::lock(int fd) {

@@ -4,6 +4,7 @@
 #include "KEOStatic.h"
 
 #include <bb/data/JsonDataAccess>
+#include <sandbox/sandbox.h>
 
 #include <QDebug>
 #include <QFile>

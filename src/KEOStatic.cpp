@@ -9,6 +9,7 @@
 #include <bb/device/HardwareInfo>
 #include <bps/deviceinfo.h>
 #include <bps/locale.h>
+#include <sandbox/sandbox.h>
 
 #include <QDateTime>
 #include <QFile>
@@ -119,6 +120,14 @@ QString KEOStatic::timestampString() {
 char *KEOStatic::getCurrentWorkingDirectory() {
     // One buffer per thread, so that concurrent callers never overwrite each other's text.
     static thread_local char buffer[1025];
+    // A sandbox that the platform made for the application is the root; without one, the
+    // working directory is, as on the phone, where the system starts the application there.
+    if (const char *root = sandbox_get_root()) {
+        if (strlen(root) < sizeof(buffer))
+            return strcpy(buffer, root);
+        errno = ERANGE;
+        return nullptr;
+    }
     return getcwd(buffer, sizeof(buffer));
 }
 

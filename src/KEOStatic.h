@@ -24,7 +24,8 @@ public:
     // The hit's "t" text: fixed zeros and the minutes local time lies behind UTC.
     static QString timestampString();
 
-    // The process's working directory, the root of every file of the library. The text
+    // The root of every file of the library: the platform's sandbox when it made one for the
+    // application, else the process's working directory. The text
     // stays valid until the next call on the same thread; copy it at once. Null on failure.
     static char *getCurrentWorkingDirectory();
     // The path by which Qt's file classes reach relative below directory, a text from

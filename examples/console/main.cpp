@@ -2,7 +2,8 @@
 // service. It makes the platform's application object itself, says awake() when its work
 // starts, and lets the quit say asleep(), so that a normal exit never counts as a crash.
 // Every hit is stored at once and delivered by the library's worker while the event loop runs;
-// whatever is still stored at the exit goes out at the next run.
+// whatever is still stored at the exit goes out at the next run. Its packaged configuration
+// sends to the collector at 127.0.0.1:8080 (keo-collector --port 8080).
 //   keo-console-example [SCREEN] [SECONDS]     (Home, 10)
 #include <KEOMobile.h>
 #include <bb/cascades/Application>
@@ -12,6 +13,10 @@
 
 int main(int argc, char **argv) {
     bb::cascades::Application app(argc, argv); // makes the QCoreApplication too
+    // The names that place its sandbox and make its identifier, "KEO Console Example (1.0)".
+    QCoreApplication::setOrganizationName(QStringLiteral("KEOMobile"));
+    QCoreApplication::setApplicationName(QStringLiteral("KEO Console Example"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("1.0"));
     KEOMobile::collectLifecycleData();
     desktop::emitAwake(); // no window to become active: the work starts now
     const QStringList args = QCoreApplication::arguments();

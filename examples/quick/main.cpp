@@ -3,25 +3,19 @@
 // video, and that is all. It reaches
 // the library through the module alone, so that the process holds one copy of it.
 //
-// Run it in a directory that holds app/native/KEOMobileConfig.json (where the hits go) and
-// app/native/bar-descriptor.xml (the application's name and version), as any host does.
+// It runs from any directory: its packaged configuration sends to the collector at
+// 127.0.0.1:8080 (keo-collector --port 8080), and its files lie in its own sandbox.
 #include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
 
-#include <cstdio>
-
 int main(int argc, char **argv) {
     QGuiApplication app(argc, argv);
-    // The host provides app/native/ and a writable data/ beside it; the library makes neither.
-    if (!QDir().mkpath(QStringLiteral("data")) ||
-        !QFile::exists(QStringLiteral("app/native/KEOMobileConfig.json")))
-        std::fprintf(stderr,
-                     "keo-quick-example: %s lacks app/native/KEOMobileConfig.json or a "
-                     "writable data/: hits have nowhere to go\n",
-                     qPrintable(QDir::currentPath()));
+    // The names that place its sandbox and make its identifier, "KEO Quick Example (1.0)".
+    QGuiApplication::setOrganizationName(QStringLiteral("KEOMobile"));
+    QGuiApplication::setApplicationName(QStringLiteral("KEO Quick Example"));
+    QGuiApplication::setApplicationVersion(QStringLiteral("1.0"));
 
     QQmlApplicationEngine engine;
     // The Watch page's clip, which the build made next to the program.

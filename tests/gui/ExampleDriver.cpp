@@ -1,5 +1,7 @@
 #include "ExampleDriver.h"
 
+#include <QDir>
+#include <QFile>
 #include <QPixmap>
 #include <QProcess>
 #include <QScreen>
@@ -23,7 +25,15 @@ void ExampleDriver::SetUp() {
 
 void ExampleDriver::install(const char *command, const std::string &title) {
     configure(true, "\"lifecycleTimeout\": 2");
-    dir.writeDescriptor(QString::fromStdString(title), "1.0");
+    // The example packages its own configuration and names itself: the collector's is given as
+    // an administrator's, and its sandbox lies in a fresh home.
+    const QString admin = "etc/KEOMobile/" + QString::fromStdString(title);
+    QDir().mkpath(dir.file(admin));
+    QDir().mkpath(dir.file("home"));
+    dir.write(admin + "/KEOMobileConfig.json", dir.read("app/native/KEOMobileConfig.json"));
+    setenv("XDG_CONFIG_DIRS", QFile::encodeName(dir.file("etc")).constData(), 1);
+    setenv("HOME", QFile::encodeName(dir.file("home")).constData(), 1);
+    unsetenv("XDG_DATA_HOME");
     _command = command;
     _title = title;
     start();
@@ -32,7 +42,8 @@ void ExampleDriver::install(const char *command, const std::string &title) {
 
 void ExampleDriver::start() {
     _app = popen(_command, "w");
-    _window = xdotool("search --sync --name \"^" + _title + "$\"");
+    // Visible only: the hidden leader window that Qt makes bears the application's name too.
+    _window = xdotool("search --sync --onlyvisible --name \"^" + _title + "$\"");
     ASSERT_FALSE(_window.empty());
 }
 

@@ -12,8 +12,8 @@ class ExampleDriver : public LoopbackTest {
 protected:
     // Starts the window manager, which ends with the display.
     void SetUp() override;
-    // The first run: a configuration with a session timeout of 2 s, the example started, its
-    // install launch checked.
+    // The first run: a configuration with a session timeout of 2 s for the example named title
+    // (organisation KEOMobile), the example started in a fresh home, its install launch checked.
     void install(const char *command, const std::string &title);
     // The rest of the first run: minimised for longer than the session timeout and restored (a
     // new launch), closed; then a second run, whose launch reports no crash and whose first

@@ -31,7 +31,12 @@ deliver() {
     done
     printf '{"analytics": {"rsids": "pkg", "server": "%s", "offlineEnabled": true}}' \
         "$server" >"$run/app/native/KEOMobileConfig.json"
-    (cd "$run" && exec "$@" "Installed Home" 60) &
+    # A consumer that packages its configuration ignores the directory: the collector's is then
+    # an administrator's, and its sandbox lies in a fresh home.
+    local admin="$run/etc/KEOMobile/KEO Console Example"
+    mkdir -p "$admin" "$run/home"
+    cp "$run/app/native/KEOMobileConfig.json" "$admin/"
+    (cd "$run" && HOME=$run/home XDG_CONFIG_DIRS=$run/etc exec "$@" "Installed Home" 60) &
     local app=$!
     wait "$collector"
     kill "$app" 2>/dev/null || true

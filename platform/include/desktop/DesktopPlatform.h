@@ -61,4 +61,17 @@ DESKTOP_PLATFORM_EXPORT bool emitAwake();
 /// The counterpart of emitAwake(), for asleep(); the same rules.
 DESKTOP_PLATFORM_EXPORT bool emitAsleep();
 
+// --- Sandbox ------------------------------------------------------------------------------
+/// The one line by which a host asks for a sandbox of its own: its files then lie where the
+/// desktop keeps the application's data ($XDG_DATA_HOME/<organisation>/<name>, as Qt's
+/// application data location), made with the packaged configuration and a descriptor from
+/// QCoreApplication's name and version, instead of below the working directory, which stays as
+/// it is. An application that packages its configuration (keomobile_add_application in the
+/// CMake package) has one without this call. Call it on any thread after the application's
+/// name is set and before the library's first call; later, it changes nothing.
+DESKTOP_PLATFORM_EXPORT void useApplicationSandbox();
+/// The sandbox's root as the library uses it, made on the first call; empty when the working
+/// directory is the root. Any thread.
+DESKTOP_PLATFORM_EXPORT QString sandboxRoot();
+
 } // namespace desktop
