@@ -112,6 +112,7 @@ void KEOAnalytics::trackInternal(QString action, QHash<QString, QString> data,
     QHash<QString, QString> mutableData = data;
     mutableData["a.internal"] = action;
     QHash<QString, QString> mutableVars = vars;
+    // Kept on purpose: any var of the caller's at all leaves out "pe" and "pev2".
     if (mutableVars.count() < 1) {
         mutableVars["pe"] = "lnk_o";
         mutableVars["pev2"] = QString("KEOINTERNAL:%1")

@@ -354,6 +354,7 @@ KEOAnalyticsWorker *KEOAnalyticsWorker::sharedInstance() {
 }
 
 KEOAnalyticsWorker::KEOAnalyticsWorker() {
+    // Kept on purpose: hosts' logs take this unconditional line as delivery's start.
     qDebug() << "KEOAnalyticsWorker::KEOAnalyticsWorker()";
     // libcurl's global set-up (its TLS library's with it) runs once, here, before any worker
     // exists: left to a worker's first curl_easy_init it races the process's exit handlers,

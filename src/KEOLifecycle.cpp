@@ -45,11 +45,11 @@ static const QString DATA_DAYOFWEEK = "a.DayOfWeek";
 static const QString DATA_DAYSUPGRADE = "a.DaysSinceLastUpgrade";
 static const QString DATA_LAUNCHESUPGRADE = "a.LaunchesSinceUpgrade";
 static const QString DATA_PREVSESSIONLENGTH = "a.PrevSessionLength";
-// Reserved: no hit carries them.
+// Kept on purpose: reserved names that no hit carries.
 static const QString DATA_ENGAGEDMONTH = "a.EngDaysMonth";
 static const QString DATA_ENGAGEDUPGRADE = "a.EngDaysSinceUpgrade";
 
-// Reserved: day counts are calendar differences, never seconds divided by a day.
+// Kept on purpose: unused; day counts are calendar differences, never seconds.
 static const unsigned int NUMBER_OF_SECONDS_IN_DAY = 86400;
 
 // The configured timeout as the signed 32-bit count it is on the target: a timeout of 2^31 s
@@ -148,7 +148,7 @@ static void _addSessionLengthData(QHash<QString, QString> *data) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
     const long sessionTimeout = sessionTimeoutSeconds();
     const long lastPause = prefs->getLong(DEFAULTS_KEY_PAUSETIME);
-    // The sign test, where start asks only for non-zero.
+    // Kept on purpose: the sign test, where start asks only for non-zero.
     if (!(lastPause > 0))
         return;
     // Strictly longer than the timeout: a pause of exactly the timeout is a new launch in
@@ -309,6 +309,7 @@ void KEOLifecycle::start() {
     // A new launch takes one instant for every metric of it.
     const QDateTime date = QDateTime::currentDateTime();
     const QString appVersion = KEOStatic::getApplicationVersion();
+    // Kept on purpose: "Name (version)", where the identifier is "Name/version".
     // Two-argument arg(): a name that holds "%2" is not expanded a second time.
     const QString appName = QString("%1 (%2)").arg(KEOStatic::getApplicationName(), appVersion);
     QHash<QString, QString> contextData;

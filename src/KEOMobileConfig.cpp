@@ -38,7 +38,7 @@ static const unsigned int DEFAULT_LIFECYCLETIMEOUT = 300;
 static const unsigned int DEFAULT_BATCHLIMIT = 50;
 static const int DEFAULT_PRIVACYSTATUS = 1;
 static const bool DEFAULT_DEBUG_LOGGING = false;
-// Declared and never applied: a missing charset stays empty, stored hits are not capped.
+// Kept on purpose: never applied; a missing charset stays empty, stored hits uncapped.
 static const QString DEFAULT_CHARSET = "UTF-8";
 static const unsigned int DEFAULT_CACHELIMIT = 1000;
 static const unsigned int LOCATION_DEFAULT_TIMEOUT = 2;
@@ -110,7 +110,7 @@ KEOMobileConfig::KEOMobileConfig() {
         _privacyStatus = KEOMobilePrivacyStatusOptIn;
     else if (privacyWord.compare(KEOConfigPrivacyOptedOut, Qt::CaseInsensitive) == 0)
         _privacyStatus = KEOMobilePrivacyStatusOptOut;
-    // Compares with "optedout" once more, so it never matches: no word loads as Unknown.
+    // Kept on purpose: "optedout" once more, never matches; no word loads as Unknown.
     else if (privacyWord.compare(KEOConfigPrivacyOptedOut, Qt::CaseInsensitive) == 0)
         _privacyStatus = KEOMobilePrivacyStatusUnknown;
     else

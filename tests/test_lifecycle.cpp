@@ -69,6 +69,11 @@ TEST(LifecycleSessions, ResumeOrNewLaunchByThePauseAgainstTheTimeout) {
              "\"Launches\":\"10\",\"UpgradeDate\":\"1970-01-01T00:10:00\","
              "\"LaunchesAfterUpgrade\":\"10\"} start@2000",
              "CrashEvent, Launches=11, LaunchesSinceUpgrade=11", "2000/0/0"},
+            // A pause stamped before 1970 makes a new launch, yet only a positive one has a length.
+            {"a pause before 1970",
+             "prefs={\"PauseTime\":\"-100\",\"StartTime\":\"-200\","
+             "\"SuccessfulClose\":\"1\",\"Launches\":\"3\"} start@2000",
+             "InstallEvent, Launches=4", "-200/0/0"},
         },
         {"CrashEvent", "InstallEvent", "Launches", "LaunchesSinceUpgrade", "PrevSessionLength"},
         {"StartTime", "PauseTime", "SuccessfulClose"}, true);

@@ -11,8 +11,9 @@
 using namespace std::chrono_literals;
 
 // A case of the table below: its name and script (lines joined by ';'), then what must come of
-// it. "=" lines: the delegate's snapshots without the plain ticks, joined by ", ". "keys" lines:
-// the keys shown of every hit (see hits), '-' when missing. "|" lines: those hits.
+// it. "=" lines: the delegate's snapshots without the plain ticks, one a line, as describe() in
+// support/MediaScript.h writes them: name, event and key=value pairs in the hits' own names. "keys"
+// lines: the keys shown of every hit (see hits), '-' when missing. "|" lines: those hits.
 struct MediaCase {
     std::string name, script, snapshots, keys, hits;
 };
@@ -77,7 +78,7 @@ TEST_P(Media, Runs) {
     media_script::run(QString::fromStdString(GetParam().script));
     EXPECT_TRUE(waitFor([] { return KEOMediaItem::activeMonitorCount() == 0; }, 6s))
         << "a monitor outlived its item";
-    const QString told = seen().filter(QRegularExpression("^(?!.* MONITOR@)")).join(", ");
+    const QString told = seen().filter(QRegularExpression("^(?!.* MONITOR offset=)")).join(", ");
     EXPECT_EQ(GetParam().snapshots.empty() ? "" : told.toStdString(), GetParam().snapshots);
     EXPECT_EQ(GetParam().keys.empty() ? "" : hits(QString::fromStdString(GetParam().keys)),
               GetParam().hits);
@@ -88,80 +89,126 @@ TEST_P(Media, Runs) {
 INSTANTIATE_TEST_SUITE_P(Cases, Media, ::testing::ValuesIn(parse(R"(
 GateTakesOnlyChangesOfThePlayState
   open|M|100|P;stop|M|1;close|M;play|M|0;play|M|2;stop|M|5;stop|M|6;play|M|5;event|M|0|7
-  = M OPEN@0, M STOP@5 t5, M PLAY@5 t5, M CLOSE@7 t5
+  = M OPEN offset=0
+  = M STOP offset=5 timePlayed=5
+  = M PLAY offset=5 timePlayed=5
+  = M CLOSE offset=7 timePlayed=5
 MilestonesFireOnceEachAtTheirCrossing set|milestones|25,50,75;open|M|100|P;play|M|0;tick|M|1|80
   open|N|1000|Q;play|N|248;tick|N|260
-  = M OPEN@0, M MILESTONE@25 m25 t25, M MILESTONE@50 m50 t50, M MILESTONE@75 m75 t75
-  = N OPEN@248, N MILESTONE@260 m25 t12
+  = M OPEN offset=0
+  = M MILESTONE offset=25 milestone=25 timePlayed=25
+  = M MILESTONE offset=50 milestone=50 timePlayed=50
+  = M MILESTONE offset=75 milestone=75 timePlayed=75
+  = N OPEN offset=248
+  = N MILESTONE offset=260 milestone=25 timePlayed=12
 JumpFiresOnlyTheFirstCrossedInListOrder
   set|milestones|50,25,75;open|M|100|P;play|M|0;tick|M|10;tick|M|80;tick|M|81
-  = M OPEN@0, M MILESTONE@80 m50 t80
+  = M OPEN offset=0
+  = M MILESTONE offset=80 milestone=50 timePlayed=80
 MilestoneFiresAgainAfterASeekBackToTheStart
   set|milestones|25,50;open|M|100|P;play|M|0;tick|M|30;stop|M|30;play|M|0;tick|M|26
-  = M OPEN@0, M MILESTONE@30 m25 t30, M STOP@30 t30, M PLAY@0 t30, M MILESTONE@26 m25 t56 again
+  = M OPEN offset=0
+  = M MILESTONE offset=30 milestone=25 timePlayed=30
+  = M STOP offset=30 timePlayed=30
+  = M PLAY offset=0 timePlayed=30
+  = M MILESTONE offset=26 milestone=25 timePlayed=56 eventFirstTime=false
 BothMilestonesAreOnTheHitTheyCausedOnlyAndTheOffsetOneNamesIt
   set|milestones|25,50;set|offsetMilestones|20,40;open|M|100|P;play|M|0;tick|M|26;track|M
-  = M OPEN@0, M OFFSET_MILESTONE@26 o20 t26
+  = M OPEN offset=0
+  = M OFFSET_MILESTONE offset=26 offsetMilestone=20 timePlayed=26
   keys .milestone .offsetMilestone
   | - - | 25 20 | - -
 OffsetMilestoneFiresOnceAtItsCrossing
   set|offsetMilestones|20,40;open|M|100|P;play|M|0;tick|M|1|25
-  = M OPEN@0, M OFFSET_MILESTONE@20 o20 t20
+  = M OPEN offset=0
+  = M OFFSET_MILESTONE offset=20 offsetMilestone=20 timePlayed=20
 SegmentsStartOffForAdsAndAnEndAtALengthOfOneIsNoSegment
   set|adOffsetMilestones|5,10;ad|A|20|P|M||1|;play|A|6;set|offsetMilestones|1,-5
   set|segmentByOffsetMilestones|1;open|L|1|P;play|L|1
-  = A OPEN@6 ad, L CLOSE@1 complete
+  = A OPEN offset=6 ad=true
+  = L CLOSE offset=1 complete=true
 OneOffsetMilestoneIsNoListAndMovesBackAddNoTime
   set|offsetMilestones|20;open|M|100|P;play|M|0;tick|M|1|25;stop|M|5;click|M|3
-  = M OPEN@0, M STOP@5 t25, M CLICK@3 t25 clicked
+  = M OPEN offset=0
+  = M STOP offset=5 timePlayed=25
+  = M CLICK offset=3 timePlayed=25 clicked=true
 PositionUnderOneSecondIsKeptAsItIsAndCountsAsPlayed
   open|M|100|P;play|M|0;stop|M|0.5
-  = M OPEN@0, M STOP@0.5 t0.5
+  = M OPEN offset=0
+  = M STOP offset=0.5 timePlayed=0.5
 FirstEventThatIsNoPlayOpensTheItemAndCountsFromItsStart
   open|M|100|P;click|M|5;close|M;tick|M|8;stop|M|8;close|M
-  = M OPEN@5 t5 clicked, M STOP@8 t8, M CLOSE@8 t8
+  = M OPEN offset=5 timePlayed=5 clicked=true
+  = M STOP offset=8 timePlayed=8
+  = M CLOSE offset=8 timePlayed=8
 SecondsTimerCountsPlayAcrossStopAndSeek
   set|seconds|10;open|M|100|P;play|M|0;tick|M|1|14;stop|M|14;play|M|30;tick|M|31|36
-  = M OPEN@0, M SECONDS@10 t10, M STOP@14 t14, M PLAY@30 t14, M SECONDS@36 t20 again
+  = M OPEN offset=0
+  = M SECONDS offset=10 timePlayed=10
+  = M STOP offset=14 timePlayed=14
+  = M PLAY offset=30 timePlayed=14
+  = M SECONDS offset=36 timePlayed=20 eventFirstTime=false
 PercentSegmentsEndInAnAppendedHundredAndABoundaryStartsTheNext
   set|milestones|25,50;set|segmentByMilestones|1;open|A|100|P;open|B|100|P;open|C|100|P
   play|A|0;play|B|25;play|C|60
-  = A OPEN@0 1:M:0-25, B OPEN@25 2:M:25-50, C OPEN@60 3:M:50-100
+  = A OPEN offset=0 segmentNum=1 segment=M:0-25
+  = B OPEN offset=25 segmentNum=2 segment=M:25-50
+  = C OPEN offset=60 segmentNum=3 segment=M:50-100
 PercentSegmentEntriesBelowOneArePassedOverButCounted
   set|milestones|1,-5,50;set|segmentByMilestones|1;open|A|100|P;open|B|100|P;play|A|0;play|B|1
-  = A OPEN@0 1:M:0-1, B OPEN@1 3:M:1-50
+  = A OPEN offset=0 segmentNum=1 segment=M:0-1
+  = B OPEN offset=1 segmentNum=3 segment=M:1-50
 SegmentChangeCostsAHitThatReportsTheSegmentJustPlayed
   set|milestones|25,50;set|segmentByMilestones|1;open|M|100|P;play|M|0;tick|M|30;click|M|30
   click|M|35;click|M|40
-  = M OPEN@0 1:M:0-25, M MILESTONE@30 m25 1:M:0-25 t30, M CLICK@30 2:M:25-50 t30 clicked
-  = M CLICK@35 2:M:25-50 t35 clicked again, M CLICK@40 2:M:25-50 t40 clicked again
+  = M OPEN offset=0 segmentNum=1 segment=M:0-25
+  = M MILESTONE offset=30 milestone=25 segmentNum=1 segment=M:0-25 timePlayed=30
+  = M CLICK offset=30 segmentNum=2 segment=M:25-50 timePlayed=30 clicked=true
+  = M CLICK offset=35 segmentNum=2 segment=M:25-50 timePlayed=35 clicked=true eventFirstTime=false
+  = M CLICK offset=40 segmentNum=2 segment=M:25-50 timePlayed=40 clicked=true eventFirstTime=false
   keys .segmentNum .segment .segmentView
   | 1 M:0-25 - | 1 M:0-25 true | 2 M:25-50 - | 2 M:25-50 true | 2 M:25-50 -
 OffsetSegmentsEndInTheRoundedLengthOrInEAndEntriesBelowOneArePassedOverButCounted
   set|offsetMilestones|1,-5,30,60;set|segmentByOffsetMilestones|1;open|L|0|P;open|M|120.6|P
   open|N|100|P;play|L|70;play|M|70;play|N|1
-  = L OPEN@70 5:O:60-E L-1, M OPEN@70 5:O:60-121, N OPEN@1 3:O:1-30
+  = L OPEN offset=70 segmentNum=5 segment=O:60-E length=-1
+  = M OPEN offset=70 segmentNum=5 segment=O:60-121
+  = N OPEN offset=1 segmentNum=3 segment=O:1-30
 CallersOwnSegmentTurnsGenerationOff
   set|milestones|25,50;set|segmentByMilestones|1;open|M|100|P;event|M|1|30|7|Intro
-  = M OPEN@30 7:Intro
+  = M OPEN offset=30 segmentNum=7 segment=Intro
 TheEndClosesTheItemWhetherATickAStopOrAPlayReachesItOrACloseComesWithinTheThreshold
   open|A|100|P;open|B|100|P;open|C|10|P;play|A|0;tick|A|100;play|B|0;stop|B|150;start|C|12
   open|D|100|P;open|E|100|P;play|D|0;play|E|0;stop|D|99.5;stop|E|98;close|D;close|E
   open|F|1|P;play|F|0;tick|F|1;click|A|1;click|B|1;click|C|1;click|F|2
-  = A OPEN@0, A CLOSE@100 t100 complete, B OPEN@0, B CLOSE@100 t100 complete, C CLOSE@10 complete
-  = D OPEN@0, E OPEN@0, D STOP@99.5 t99.5, E STOP@98 t98, D CLOSE@99.5 t99.5 complete
-  = E CLOSE@98 t98, F OPEN@0, F CLOSE@1 t1 complete
+  = A OPEN offset=0
+  = A CLOSE offset=100 timePlayed=100 complete=true
+  = B OPEN offset=0
+  = B CLOSE offset=100 timePlayed=100 complete=true
+  = C CLOSE offset=10 complete=true
+  = D OPEN offset=0
+  = E OPEN offset=0
+  = D STOP offset=99.5 timePlayed=99.5
+  = E STOP offset=98 timePlayed=98
+  = D CLOSE offset=99.5 timePlayed=99.5 complete=true
+  = E CLOSE offset=98 timePlayed=98
+  = F OPEN offset=0
+  = F CLOSE offset=1 timePlayed=1 complete=true
 UnknownLengthCompletesOnlyWhenToldAndStaysOpenAndOneShotKeysGoOutOnce
   open|M|-5|P;play|M|0;complete|M|40;click|M|41;complete|M|42
-  = M OPEN@0 L-1, M COMPLETE@40 t40 L-1 complete, M CLICK@41 t41 L-1 clicked
-  = M COMPLETE@42 t42 L-1 complete again
+  = M OPEN offset=0 length=-1
+  = M COMPLETE offset=40 timePlayed=40 length=-1 complete=true
+  = M CLICK offset=41 timePlayed=41 length=-1 clicked=true
+  = M COMPLETE offset=42 timePlayed=42 length=-1 complete=true eventFirstTime=false
   keys .length .complete .ad.clicked
   | - - - | - true - | - - true | - - -
 AdHitsUseTheAdSettingsAndTheAdTwinOfEveryKey
   set|milestones|30,60;set|adMilestones|25,50;set|adOffsetMilestones|5,40
   set|adSegmentByOffsetMilestones|1;ad|A|20|P|M||1|;play|A|0;tick|A|6;click|A|7;complete|A|8
-  = A OPEN@0 1:O:0-5 ad, A OFFSET_MILESTONE@6 o5 1:O:0-5 t6 ad, A CLICK@7 2:O:5-40 t7 clicked ad
-  = A COMPLETE@8 2:O:5-40 t8 complete ad
+  = A OPEN offset=0 segmentNum=1 segment=O:0-5 ad=true
+  = A OFFSET_MILESTONE offset=6 offsetMilestone=5 segmentNum=1 segment=O:0-5 timePlayed=6 ad=true
+  = A CLICK offset=7 segmentNum=2 segment=O:5-40 timePlayed=7 clicked=true ad=true
+  = A COMPLETE offset=8 segmentNum=2 segment=O:5-40 timePlayed=8 complete=true ad=true
   keys .ad.timePlayed .ad.segmentNum .ad.segment .ad.segmentView .ad.milestone
   keys .ad.offsetMilestone .ad.clicked .ad.complete
   | - 1 O:0-5 - - - - - | 6 1 O:0-5 true 25 5 - - | 1 2 O:5-40 true - - true -
@@ -169,14 +216,19 @@ AdHitsUseTheAdSettingsAndTheAdTwinOfEveryKey
 MilestoneSettingTakesEffectAtTheNextEventAndOneWithoutCommaIsNoList
   open|M|100|P;play|M|0;set|milestones|50;tick|M|1|60;set|milestones|25,70;tick|M|61|70
   set|milestones|;tick|M|71|90
-  = M OPEN@0, M MILESTONE@61 m25 t61, M MILESTONE@70 m70 t70
+  = M OPEN offset=0
+  = M MILESTONE offset=61 milestone=25 timePlayed=61
+  = M MILESTONE offset=70 milestone=70 timePlayed=70
 BlankNamesAndNamesNotOpenReachNothing
   open|   |60|P|p1;ad||15|P|M||0|1.00;play||0;play|   |0;start|X|0;click|X|1;open|X|60|P;play|X|0
-  = X OPEN@0
+  = X OPEN offset=0
 OpenClosesEveryItemOfItsPlayerOnly
   open|A|60|P|p1;open|B|60|P|p1;open|O|60|P|p2;play|A|0;play|B|0;play|O|0;set|delegate|0
   open|C|60|P|p1;set|delegate|1;click|A|1;click|B|1;click|O|1
-  = A OPEN@0, B OPEN@0, O OPEN@0, O CLICK@1 t1 clicked
+  = A OPEN offset=0
+  = B OPEN offset=0
+  = O OPEN offset=0
+  = O CLICK offset=1 timePlayed=1 clicked=true
 ReopeningANameClosesItWithItsHitOnlyIfItPlayed
   open|M|60|P;play|M|0;open|M|90|P;play|M|0;open|N|60|P;open|N|90|P;play|N|0
   keys pe .name .length
@@ -205,7 +257,8 @@ DelegatesCloseSendsTheCloseHitOnly
   keys pe .milestone .timePlayed
   | m_s - - | m_i 25 30
 ReachingTheEndByTicksClosesTheItemAndEndsItsMonitor open|S|3|P;start|S|0
-  = S OPEN@0, S CLOSE@3 t3 complete
+  = S OPEN offset=0
+  = S CLOSE offset=3 timePlayed=3 complete=true
   keys pe .complete .timePlayed
   | m_s - - | m_i true 3
 UnplayedItemReplacedByAnOpenInsideTheDelegateEndsItsMonitorToo

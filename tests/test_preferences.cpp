@@ -58,6 +58,13 @@ TEST(Preferences, EveryGetterReadsTheStoredTextByItsRuleAndOnlyPutsWrite) {
                                    .object());
 }
 
+// The store's one line on Qt's debug stream, whatever the debug setting: its file, quoted.
+TEST(Preferences, MakingTheStoreWritesItsFilePathOnceToQtsDebugStream) {
+    WorkDir dir;
+    const std::string err = captureStderr([] { prefs(), prefs(); });
+    EXPECT_EQ(err, "\"" + dir.file(kFile).toStdString() + "\"\n");
+}
+
 TEST(Preferences, RemoveRewritesTheFileEvenForAMissingKey) {
     WorkDir dir;
     prefs()->remove("absent");

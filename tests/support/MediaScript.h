@@ -36,17 +36,29 @@ inline bool monitors = true; // false: start is play, and the script's ticks sta
 
 inline void report(const QStringList &f);
 
-// "name EVENT@offset", then only what the snapshot holds beyond a plain one.
+// "name EVENT offset=N", then the fields that differ from a plain snapshot's, as key=value under
+// the names that the hits' keys give them: milestone, offsetMilestone, segmentNum and segment,
+// timePlayed, length (when not positive), complete, clicked, eventFirstTime (when false), ad.
 inline QString describe(const KEOMediaState &s) {
-    const bool milestone = s.mediaEvent == "MILESTONE", offset = s.mediaEvent == "OFFSET_MILESTONE";
-    return s.name + ' ' + s.mediaEvent + '@' + QString::number(s.offset) +
-           (milestone ? " m" + QString::number(s.milestone) : "") +
-           (offset ? " o" + QString::number(s.offsetMilestone) : "") +
-           (s.segment.isEmpty() ? "" : QString(" %1:%2").arg(s.segmentNum).arg(s.segment)) +
-           (s.timePlayed != 0 ? " t" + QString::number(s.timePlayed) : "") +
-           (s.length > 0 ? "" : " L" + QString::number(s.length)) +
-           (s.complete ? " complete" : "") + (s.clicked ? " clicked" : "") +
-           (s.eventFirstTime ? "" : " again") + (s.ad ? " ad" : "");
+    QStringList f{s.name + ' ' + s.mediaEvent, "offset=" + QString::number(s.offset)};
+    if (s.mediaEvent == "MILESTONE")
+        f << "milestone=" + QString::number(s.milestone);
+    if (s.mediaEvent == "OFFSET_MILESTONE")
+        f << "offsetMilestone=" + QString::number(s.offsetMilestone);
+    if (!s.segment.isEmpty())
+        f << QString("segmentNum=%1 segment=%2").arg(s.segmentNum).arg(s.segment);
+    if (s.timePlayed != 0)
+        f << "timePlayed=" + QString::number(s.timePlayed);
+    if (!(s.length > 0))
+        f << "length=" + QString::number(s.length);
+    const std::pair<bool, const char *> flags[] = {{s.complete, "complete=true"},
+                                                   {s.clicked, "clicked=true"},
+                                                   {!s.eventFirstTime, "eventFirstTime=false"},
+                                                   {s.ad, "ad=true"}};
+    for (const auto &[set, text] : flags)
+        if (set)
+            f << text;
+    return f.join(' ');
 }
 
 // The delegate: records the snapshot and frees it (it owns it), then makes its own report.
