@@ -8,6 +8,8 @@ cd "$(dirname "$0")"
 ./scripts/install-deps.sh
 
 jobs=$(nproc)
+# Each stage says when it starts, counted from the start, so that a slow run shows where.
+stage() { echo "== $* (at $((SECONDS / 60))m$((SECONDS % 60))s) =="; }
 run_suite() {
   local dir=$1; shift
   cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEOMOBILE_WERROR=ON "$@" >/dev/null
@@ -15,23 +17,23 @@ run_suite() {
   (cd "$dir" && ctest --output-on-failure -j"$jobs" --timeout 300)
 }
 
-echo "== Build and test =="
+stage "Build and test"
 run_suite build
-echo "== Build and test against Qt 6 =="
+stage "Build and test against Qt 6"
 # The same suite against Qt 6; it also compares one session's hits and preferences with the Qt 5
 # build's above, and installs both builds into one prefix.
 run_suite build-qt6 -DKEOMOBILE_QT_MAJOR=6 -DKEOMOBILE_COMPARE_BUILD="$PWD/build"
-echo "== Build and test with AddressSanitizer and UndefinedBehaviorSanitizer =="
+stage "Build and test with AddressSanitizer and UndefinedBehaviorSanitizer"
 # Without the package tests (label "package", left out by tests/CMakeLists.txt here): they
 # build, install and link trees of their own, which the sanitizer flags don't reach; the
 # library's memory behaviour is what the rest of the suite covers.
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite build-asan -DKEOMOBILE_SANITIZE=ON -DKEOMOBILE_BUILD_BENCH=OFF
-echo "== Thread stress test with ThreadSanitizer =="
+stage "Thread stress test with ThreadSanitizer"
 run_suite build-tsan -DKEOMOBILE_TSAN=ON -DKEOMOBILE_BUILD_BENCH=OFF -DKEOMOBILE_BUILD_TOOLS=OFF
-echo "== Fuzzing, 30 s per target =="
+stage "Fuzzing, 30 s per target"
 scripts/fuzz.sh 30
-echo "== Test volume =="
+stage "Test volume"
 # Sources of every language the project has (C++, QML, JavaScript, Python, HTML, CSS) and the
 # CMake lists, tracked; every file where there is no git checkout. The tests are counted as a
 # share of all of that code; bench/, docs/, cmake/ and scripts/ are left out.
@@ -44,3 +46,4 @@ code=$(count src platform tools examples integrations)
 all=$((tests + code))
 echo "tests/ + fuzz/: $tests lines of $all in tests/, fuzz/, src/, platform/, tools/, examples/" \
   "and integrations/; share $((100 * tests / all)).$((1000 * tests / all % 10))% (bar 25-33%)"
+stage "Done"
