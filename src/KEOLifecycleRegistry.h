@@ -34,7 +34,15 @@ public:
     static int ownSlot();
     static void mark(int slot, char value);
     static char markOf(int slot);
-    // The journal page's record: empty when no launch is in progress.
+    // The state of the launch in progress, the journal page's last byte, written on its own so
+    // that a reader sees either the old state or the new one.
+    static constexpr char NO_LAUNCH = '\0';
+    static constexpr char LAUNCH_PENDING = 'P'; // counters changed, hit not stored yet
+    static constexpr char LAUNCH_STORED = 'S';  // hit stored, flags not reset yet
+    static char launchState();
+    // One write; any thread, even without the Hold, while this process's launch is in progress.
+    static void setLaunchState(char state);
+    // The launch's record, the rest of the page; written only while the state is NO_LAUNCH.
     static QByteArray journal();
     static void setJournal(const QByteArray &record);
 };
