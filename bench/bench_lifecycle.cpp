@@ -1,6 +1,7 @@
 // The cost of the application's awake() on the thread that emits it, which runs
 // KEOLifecycle::start() directly: a new launch (counters, the lifecycle hit stored, the session
-// flags rewritten) against a resume within the session timeout (the session start moved on).
+// flags rewritten) against a resume within the session timeout (the session start moved on), and
+// the asleep() that ends each.
 // Each is measured after an asleep(), a clean stop; the new launch's stop is dated back past the
 // timeout, as if the application had been away for longer.
 #include "BenchSupport.h"
@@ -51,6 +52,17 @@ static void BM_AwakeResume(benchmark::State &state) {
     measureAwake(state, [] {});
 }
 BENCHMARK(BM_AwakeResume)->Iterations(2000)->Unit(benchmark::kMicrosecond);
+
+// The cost of asleep(): the clean close and the pause stored, after a resume.
+static void BM_Asleep(benchmark::State &state) {
+    bench::Latencies latencies;
+    for (auto _ : state) {
+        desktop::emitAwake();
+        latencies.time([] { desktop::emitAsleep(); });
+    }
+    latencies.report(state);
+}
+BENCHMARK(BM_Asleep)->Iterations(2000)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);

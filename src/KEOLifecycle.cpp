@@ -184,13 +184,9 @@ static const QStringList LAUNCH_KEYS = {
     DEFAULTS_KEY_INSTALLDATE, DEFAULTS_KEY_LASTUSEDDATE,         DEFAULTS_KEY_LAUNCHES,
     DEFAULTS_KEY_UPGRADEDATE, DEFAULTS_KEY_LAUNCHESAFTERUPGRADE, DEFAULTS_KEY_PAUSETIME,
     DEFAULTS_KEY_STARTTIME};
-static const char *LAUNCH_PENDING = "pending"; // hit not stored yet
-static const char *LAUNCH_STORED = "stored";   // hit stored, the flags still to reset
 
-static QByteArray _launchRecord(const char *state, const QString &appVersion, long now,
-                                const QJsonObject &before) {
+static QByteArray _launchRecord(const QString &appVersion, long now, const QJsonObject &before) {
     QJsonObject record;
-    record["state"] = QString(state);
     record["slot"] = KEOLifecycleRegistry::ownSlot();
     record["version"] = appVersion;
     record["now"] = static_cast<double>(now);
@@ -200,19 +196,24 @@ static QByteArray _launchRecord(const char *state, const QString &appVersion, lo
 
 // Ends the launch that a process which is no longer alive left half done; under a Hold.
 static void _settleDeadLaunch() {
-    const QByteArray text = KEOLifecycleRegistry::journal();
-    if (text.isEmpty())
+    const char state = KEOLifecycleRegistry::launchState();
+    if (state == KEOLifecycleRegistry::NO_LAUNCH)
         return;
-    const QJsonObject record = QJsonDocument::fromJson(text).object();
+    const QJsonObject record = QJsonDocument::fromJson(KEOLifecycleRegistry::journal()).object();
     const int slot = record.value("slot").toInt(-1);
     if (slot >= 0 && KEOLifecycleRegistry::alive(slot))
         return; // its launch is still under way
+    if (slot < 0 || !record.value("before").isObject()) {
+        // Not a record that this library wrote: nothing in it to take back or finish.
+        KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::NO_LAUNCH);
+        return;
+    }
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
-    const bool stored = record.value("state").toString() == LAUNCH_STORED;
+    const bool stored = state == KEOLifecycleRegistry::LAUNCH_STORED;
     if (stored) {
         _resetLifecycleFlags(record.value("version").toString(),
                              static_cast<long>(record.value("now").toDouble()));
-    } else if (record.value("state").toString() == LAUNCH_PENDING) {
+    } else {
         const QJsonObject before = record.value("before").toObject();
         for (const QString &key : LAUNCH_KEYS) {
             if (before.value(key).isString())
@@ -226,12 +227,13 @@ static void _settleDeadLaunch() {
     for (int crashed : KEOLifecycleRegistry::others().reporting)
         KEOLifecycleRegistry::mark(crashed, stored ? KEOLifecycleRegistry::AWAY
                                                    : KEOLifecycleRegistry::IN_FRONT);
-    KEOLifecycleRegistry::setJournal(QByteArray());
+    KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::NO_LAUNCH);
 }
 
 // Decides, under one Hold, whether this return to the front is a launch; if so fills data with
-// its metrics and journals it. A resume or a join changes what it must and returns false.
-static bool _beginStart(QHash<QString, QString> *data, const QDateTime &date,
+// its metrics and journals it (journaled: in the registry). A resume or a join changes what it
+// must and returns false.
+static bool _beginStart(QHash<QString, QString> *data, bool *journaled, const QDateTime &date,
                         const QString &appVersion, const QString &appName) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
     KEOSharedPreferences::Hold hold;
@@ -266,7 +268,9 @@ static bool _beginStart(QHash<QString, QString> *data, const QDateTime &date,
             if (prefs->contains(key))
                 before[key] = prefs->getString(key);
         KEOLifecycleRegistry::setJournal(
-            _launchRecord(LAUNCH_PENDING, appVersion, KEOStatic::timeSince1970(), before));
+            _launchRecord(appVersion, KEOStatic::timeSince1970(), before));
+        KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::LAUNCH_PENDING);
+        *journaled = true;
         for (int crashed : others.crashed)
             KEOLifecycleRegistry::mark(crashed, KEOLifecycleRegistry::REPORTING);
     }
@@ -287,19 +291,14 @@ static bool _beginStart(QHash<QString, QString> *data, const QDateTime &date,
 }
 
 // The launch's hit is stored: its flags are reset and the crashes it reported are done with.
-static void _endLaunch(const QString &appVersion) {
+static void _endLaunch(const QString &appVersion, bool journaled) {
     KEOSharedPreferences::Hold hold;
-    const bool shared = KEOLifecycleRegistry::ownSlot() >= 0;
-    const long now = KEOStatic::timeSince1970();
-    if (shared)
-        KEOLifecycleRegistry::setJournal(
-            _launchRecord(LAUNCH_STORED, appVersion, now, QJsonObject()));
-    _resetLifecycleFlags(appVersion, now);
-    if (!shared)
+    _resetLifecycleFlags(appVersion, KEOStatic::timeSince1970());
+    if (!journaled)
         return;
     for (int crashed : KEOLifecycleRegistry::others().reporting)
         KEOLifecycleRegistry::mark(crashed, KEOLifecycleRegistry::AWAY);
-    KEOLifecycleRegistry::setJournal(QByteArray());
+    KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::NO_LAUNCH);
 }
 
 void KEOLifecycle::start() {
@@ -313,11 +312,16 @@ void KEOLifecycle::start() {
     // Two-argument arg(): a name that holds "%2" is not expanded a second time.
     const QString appName = QString("%1 (%2)").arg(KEOStatic::getApplicationName(), appVersion);
     QHash<QString, QString> contextData;
-    if (!_beginStart(&contextData, date, appVersion, appName))
+    bool journaled = false;
+    if (!_beginStart(&contextData, &journaled, date, appVersion, appName))
         return;
     // Stored outside the Hold: storing takes the hit table's own locks.
     KEOAnalytics::trackInternal("Lifecycle", contextData, QHash<QString, QString>());
-    _endLaunch(appVersion);
+    // At once, before any lock: a kill from here on finishes this launch instead of taking it
+    // back. The state is this process's alone while its launch is in progress.
+    if (journaled)
+        KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::LAUNCH_STORED);
+    _endLaunch(appVersion, journaled);
 }
 
 void KEOLifecycle::stop() {

@@ -106,8 +106,20 @@ char KEOLifecycleRegistry::markOf(int slot) {
     return value;
 }
 
+char KEOLifecycleRegistry::launchState() {
+    char state = NO_LAUNCH;
+    if (pread(_file, &state, 1, JOURNAL_PAGE - 1) != 1)
+        return NO_LAUNCH;
+    return state;
+}
+
+void KEOLifecycleRegistry::setLaunchState(char state) {
+    if (pwrite(_file, &state, 1, JOURNAL_PAGE - 1) != 1)
+        KEOStatic::logError("Unable to write lifecycle registry (%d)", errno);
+}
+
 QByteArray KEOLifecycleRegistry::journal() {
-    QByteArray page(static_cast<int>(JOURNAL_PAGE), '\0');
+    QByteArray page(static_cast<int>(JOURNAL_PAGE) - 1, '\0');
     const ssize_t got = pread(_file, page.data(), page.size(), 0);
     page.resize(got > 0 ? static_cast<int>(got) : 0);
     const int end = page.indexOf('\0');
@@ -115,8 +127,7 @@ QByteArray KEOLifecycleRegistry::journal() {
 }
 
 void KEOLifecycleRegistry::setJournal(const QByteArray &record) {
-    // One write of the record and its end, so that a kill leaves either the old or the new one.
-    QByteArray page = record.left(static_cast<int>(JOURNAL_PAGE) - 1);
+    QByteArray page = record.left(static_cast<int>(JOURNAL_PAGE) - 2);
     page.append('\0');
     if (pwrite(_file, page.constData(), page.size(), 0) != page.size())
         KEOStatic::logError("Unable to write lifecycle registry (%d)", errno);

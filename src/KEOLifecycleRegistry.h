@@ -1,12 +1,13 @@
 #pragma once
 // Which processes of the application are in front, kept in data/KEOLifecycle.lock so that every
 // process sharing data/ sees the others. The file opens with one page for the journal of a
-// launch in progress; one byte per process follows, its slot, each guarded by a lock that the
-// process holds on that byte for its life. The kernel lets go of the lock when the process ends,
+// launch in progress (its record, then its state in the page's last byte); one byte per process
+// follows, its slot, each guarded by an open-file-description lock that the process holds on that
+// byte for its life. The kernel lets go of the lock when the process ends,
 // however it ends, so a slot marked "in front" whose lock is free belongs to a process that died
 // without leaving the front: a crash.
 // Every member is called by KEOLifecycle on its thread only, under a KEOSharedPreferences::Hold,
-// which orders the processes' reads and writes of the file.
+// which orders the processes' reads and writes of the file; setLaunchState says when not.
 #include <QByteArray>
 #include <QVector>
 
@@ -34,7 +35,15 @@ public:
     static int ownSlot();
     static void mark(int slot, char value);
     static char markOf(int slot);
-    // The journal page's record: empty when no launch is in progress.
+    // The state of the launch in progress, the journal page's last byte, written on its own so
+    // that a reader sees either the old state or the new one.
+    static constexpr char NO_LAUNCH = '\0';
+    static constexpr char LAUNCH_PENDING = 'P'; // counters changed, hit not stored yet
+    static constexpr char LAUNCH_STORED = 'S';  // hit stored, flags not reset yet
+    static char launchState();
+    // One write; any thread, even without the Hold, while this process's launch is in progress.
+    static void setLaunchState(char state);
+    // The launch's record, the rest of the page; written only while the state is NO_LAUNCH.
     static QByteArray journal();
     static void setJournal(const QByteArray &record);
 };

@@ -8,11 +8,16 @@
 #include "SelfProcess.h"
 
 #include <algorithm>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <iostream>
 #include <map>
 #include <memory>
 #include <random>
 #include <set>
+#include <thread>
 
 using namespace std::chrono;
 
@@ -40,6 +45,7 @@ public:
         _copy.readUntil(steady_clock::now() + seconds(30), lines, 1);
         ASSERT_EQ(lines, std::vector<std::string>{line});
     }
+    void send(const std::string &line) { _copy.send(line); }
     void kill() { _copy.kill(); }
 
 private:
@@ -144,6 +150,45 @@ TEST_F(LifecycleProcesses, FourAtRandomWithKillsGiveGaplessLaunchesAndReportEver
     printf("4 processes, %d kills (%d in front), %zu launches, %d reporting a crash\n", kills,
            killsInFront, expected.size(), crashes);
     EXPECT_EQ(launches(expected.size()), expected);
+}
+
+// Launches killed at any moment: a copy is killed 0 to 40 ms after it was told to come to the
+// front, alone, 60 times over, each kill followed by a copy that comes to the front and leaves it
+// cleanly. The hits wait in the table (the collector's port is closed): one launch hit per
+// number, numbered from 1 without a gap, as many as the stored count of launches.
+TEST(LifecycleLaunchKills, LaunchesKilledAtAnyMomentLeaveNoGapAndNoRepeat) {
+    WorkDir dir;
+    dir.writeConfig("127.0.0.1:9", true, "\"lifecycleTimeout\": 0");
+    dir.writeDescriptor("Lab", "1.0");
+    const char *seedText = getenv("KEO_FRONT_SEED");
+    const unsigned long seed =
+        seedText ? strtoul(seedText, nullptr, 10) : system_clock::now().time_since_epoch().count();
+    printf("seed %lu (KEO_FRONT_SEED)\n", seed);
+    std::mt19937_64 random(seed);
+    for (int round = 0; round < 60 && !HasFatalFailure(); ++round) {
+        {
+            Process killed;
+            killed.send("awake");
+            std::this_thread::sleep_for(microseconds(random() % 40000));
+            killed.kill();
+        }
+        Process clean;
+        clean.step("awake");
+        clean.step("asleep");
+    }
+    std::map<int, int> launches;
+    for (const std::string &url : dir.queuedUrls())
+        ++launches[std::stoi(ctx(hitOf(url), "a.Launches"))];
+    QFile file("data/KEOPreferences.json");
+    file.open(QIODevice::ReadOnly);
+    const int stored =
+        QJsonDocument::fromJson(file.readAll()).object().value("Launches").toString().toInt();
+    printf("60 kills, %d launches\n", stored);
+    std::map<int, int> expected;
+    for (int n = 1; n <= stored; ++n)
+        expected[n] = 1;
+    EXPECT_GE(stored, 60);
+    EXPECT_EQ(launches, expected);
 }
 
 int main(int argc, char **argv) {

@@ -140,6 +140,7 @@ TEST_F(SharedData, TwoWritersKeepEachOthersKeysAndEveryLaunch) {
     EXPECT_EQ(preferences().value("KeyA").toString(), "KeyA-99");
     EXPECT_EQ(preferences().value("KeyB").toString(), "KeyB-99");
     const int made = preferences().value("Launches").toString().toInt();
+    printf("2 writers, 50 visits to the front: %d launches\n", made);
     ASSERT_GE(made, 1);
     std::set<int> launches;
     for (const collector::Hit &hit : waitForHits(made))
