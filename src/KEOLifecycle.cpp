@@ -242,10 +242,14 @@ static bool _beginStart(QHash<QString, QString> *data, bool *journaled, const QD
     if (own >= 0) {
         _settleDeadLaunch();
         others = KEOLifecycleRegistry::others();
-        KEOLifecycleRegistry::mark(own, KEOLifecycleRegistry::IN_FRONT);
-        // The application is in use already: this process joins its session.
-        if (others.inFront > 0)
+        // The application is in use already: this process joins its session, which from now on
+        // is shared, so a resumed process in it that dies is a crash too.
+        if (others.inFront > 0) {
+            KEOLifecycleRegistry::mark(own, KEOLifecycleRegistry::IN_FRONT);
+            for (int resumed : others.resumed)
+                KEOLifecycleRegistry::mark(resumed, KEOLifecycleRegistry::IN_FRONT);
             return false;
+        }
     }
 
     const long lastPause = prefs->getLong(DEFAULTS_KEY_PAUSETIME);
@@ -258,11 +262,16 @@ static bool _beginStart(QHash<QString, QString> *data, bool *journaled, const QD
         // which resumes too.
         if (pauseTime < sessionTimeout && startTime != 0) {
             prefs->putLong(DEFAULTS_KEY_STARTTIME, startTime + pauseTime);
+            // Kept on purpose: a process alone in a resumed session that dies there is no crash,
+            // as "SuccessfulClose" stays true through a resume.
+            if (own >= 0)
+                KEOLifecycleRegistry::mark(own, KEOLifecycleRegistry::RESUMED);
             return false;
         }
     }
 
     if (own >= 0) {
+        KEOLifecycleRegistry::mark(own, KEOLifecycleRegistry::IN_FRONT);
         QJsonObject before;
         for (const QString &key : LAUNCH_KEYS)
             if (prefs->contains(key))

@@ -57,7 +57,10 @@ KEOLifecycleRegistry::Others KEOLifecycleRegistry::others() {
             continue;
         if (value == REPORTING)
             found.reporting.append(slot);
-        else if (value == IN_FRONT && alive(slot))
+        else if (value == RESUMED && alive(slot)) {
+            ++found.inFront;
+            found.resumed.append(slot);
+        } else if (value == IN_FRONT && alive(slot))
             ++found.inFront;
         else if (value == IN_FRONT)
             found.crashed.append(slot);

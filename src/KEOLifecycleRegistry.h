@@ -19,6 +19,7 @@ public:
     static constexpr char AWAY = '0';      // not in front, or never was
     static constexpr char IN_FRONT = 'F';  // in front; a crash when its lock is free
     static constexpr char REPORTING = 'X'; // a crash that the launch in progress reports
+    static constexpr char RESUMED = 'R';   // in front alone since a resume; no crash when it dies
 
     // False when the file can't be opened: the process then keeps the lifecycle to itself.
     static bool available();
@@ -27,6 +28,7 @@ public:
         int inFront = 0;        // alive and in front
         QVector<int> crashed;   // marked in front, lock free
         QVector<int> reporting; // marked REPORTING
+        QVector<int> resumed;   // alive and RESUMED, counted in inFront too
     };
     static Others others();
     // True while the process that holds slot's lock lives; this process's own slot included.

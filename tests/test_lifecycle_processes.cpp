@@ -152,6 +152,38 @@ TEST_F(LifecycleProcesses, FourAtRandomWithKillsGiveGaplessLaunchesAndReportEver
     EXPECT_EQ(launches(expected.size()), expected);
 }
 
+// With a session timeout of 2 s, a return to the front at once resumes and one after 2.1 s
+// launches. A process alone in a resumed session that is killed there is no crash, as with one
+// process; once another process has joined that session, its death is one.
+class LifecycleResumedProcesses : public LifecycleProcesses {
+protected:
+    void SetUp() override {
+        configure(true, "\"lifecycleTimeout\": 2");
+        dir.writeDescriptor("Lab", "1.0");
+    }
+};
+
+TEST_F(LifecycleResumedProcesses, KilledAloneAfterAResumeIsNoCrashKilledAfterAnotherJoinedIsOne) {
+    Process a, b, c, d;
+    a.step("awake");
+    a.step("asleep");
+    a.step("awake");
+    delivered();
+    a.kill();
+    std::this_thread::sleep_for(milliseconds(2100));
+    b.step("awake");
+    b.step("asleep");
+    b.step("awake");
+    c.step("awake");
+    delivered();
+    b.kill();
+    c.step("asleep");
+    std::this_thread::sleep_for(milliseconds(2100));
+    d.step("awake");
+    d.step("asleep");
+    EXPECT_EQ(launches(3), (std::map<int, std::string>{{1, "clean"}, {2, "clean"}, {3, "crash"}}));
+}
+
 // Launches killed at any moment: a copy is killed 0 to 40 ms after it was told to come to the
 // front, alone, 60 times over, each kill followed by a copy that comes to the front and leaves it
 // cleanly. The hits wait in the table (the collector's port is closed): one launch hit per
