@@ -61,6 +61,11 @@ protected:
         emit player.durationChanged(), emit player.mediaStatusChanged();
         handled();
     }
+    // Every hit delivered before the collector goes.
+    void TearDown() override {
+        tracker.setPlayer(nullptr);
+        EXPECT_TRUE(dir.hitRows() < 0 || waitForRows(0));
+    }
     // The tracker looks at the player once the event loop runs, as late as it likes.
     static void handled() { QCoreApplication::processEvents(); }
     void play(qint64 at) {
