@@ -4,6 +4,8 @@
 #include <desktop/DesktopPlatform.h>
 #include <sandbox/sandbox.h>
 
+#include "PrivateWrite.h"
+
 #include <QCoreApplication>
 #include <QFile>
 
@@ -82,32 +84,13 @@ int makeDirectories(const QByteArray &path, QByteArray &failedAt) {
     }
 }
 
-// Writes content to target unless it holds it already; beside it first, then renamed, so that
-// another process of the application never reads half of it. 0 or an errno.
+// Writes content to target unless it holds it already, so that another process of the
+// application never reads half of it. 0 or an errno.
 int installFile(const QByteArray &target, const QByteArray &content) {
     QFile existing(QFile::decodeName(target));
     if (existing.open(QIODevice::ReadOnly) && existing.readAll() == content)
         return 0;
-    const QByteArray temporary = target + ".new." + QByteArray::number(getpid());
-    const int file = sandbox_open_private(temporary.constData(), O_WRONLY | O_CREAT | O_TRUNC);
-    if (file < 0)
-        return errno;
-    int error = 0;
-    for (qint64 done = 0; done < content.size() && error == 0;) {
-        const ssize_t written =
-            write(file, content.constData() + done, static_cast<size_t>(content.size() - done));
-        if (written > 0)
-            done += written;
-        else if (errno != EINTR)
-            error = errno;
-    }
-    if (close(file) != 0 && error == 0)
-        error = errno;
-    if (error == 0 && rename(temporary.constData(), target.constData()) != 0)
-        error = errno;
-    if (error != 0)
-        unlink(temporary.constData());
-    return error;
+    return writePrivately(target, content);
 }
 
 QByteArray readAll(const QString &path) {
@@ -209,3 +192,43 @@ QString sandboxRoot() {
 }
 
 } // namespace desktop
+
+namespace {
+// The whole of text into an open file, synced; 0 or an errno.
+int writeAll(int file, const QByteArray &text) {
+    for (qint64 done = 0; done < text.size();) {
+        const ssize_t written =
+            write(file, text.constData() + done, static_cast<size_t>(text.size() - done));
+        if (written > 0)
+            done += written;
+        else if (errno != EINTR)
+            return errno;
+    }
+    return fdatasync(file) == 0 ? 0 : errno;
+}
+} // namespace
+
+int writePrivately(const QByteArray &path, const QByteArray &text) {
+    static std::atomic<unsigned> made{0};
+    const QByteArray temporary = path + '.' + QByteArray::number(getpid()) + '.' +
+                                 QByteArray::number(made.fetch_add(1)) + ".tmp";
+    int file = sandbox_open_private(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL);
+    if (file < 0) {
+        if (errno != EACCES)
+            return errno;
+        file = sandbox_open_private(path.constData(), O_WRONLY | O_TRUNC);
+        if (file < 0)
+            return errno;
+        const int error = writeAll(file, text);
+        close(file);
+        return error;
+    }
+    int error = writeAll(file, text);
+    if (close(file) != 0 && error == 0)
+        error = errno;
+    if (error == 0 && rename(temporary.constData(), path.constData()) != 0)
+        error = errno;
+    if (error != 0)
+        unlink(temporary.constData());
+    return error;
+}
