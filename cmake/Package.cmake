@@ -3,7 +3,7 @@
 # (the QML module) and, when tools are built, keomobile-tools. dpkg-shlibdeps works out what the
 # library and the tools need from the system. A Qt 6 build makes a set of its own that installs
 # beside the Qt 5 one: libkeomobile-qt6-4, libkeomobile-qt6-dev, qml6-module-keomobile and
-# keomobile-qt6-tools.
+# keomobile-qt6-tools. A build with the examples adds keomobile-examples.
 set(CPACK_PACKAGE_NAME keomobile${KEOMOBILE_SUFFIX})
 set(CPACK_PACKAGE_VENDOR KEOMobile)
 set(CPACK_PACKAGE_CONTACT "KEOMobile developers <keomobile@localhost>")
@@ -16,6 +16,11 @@ if(KEOMOBILE_BUILD_TOOLS)
 endif()
 if(TARGET keomobileplugin)
   list(APPEND CPACK_COMPONENTS_ALL qml)
+endif()
+# The examples once, from the Qt 5 build: the Qt 6 build's carry the same names and launchers,
+# and one set in the menu is what a user wants.
+if(KEOMOBILE_BUILD_EXAMPLES AND NOT KEOMOBILE_QT_MAJOR STREQUAL "6")
+  list(APPEND CPACK_COMPONENTS_ALL examples)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -69,4 +74,13 @@ set(CPACK_COMPONENT_QML_DEPENDS runtime)
 set(CPACK_COMPONENT_QML_DESCRIPTION "measurement library for native applications: QML module (Qt ${KEOMOBILE_QT_MAJOR})
 The module KEOMobile 4.0 for Qt Quick applications: the singleton KEOMobile and the attached
 type KEOScreen, which reports pages as screens from the navigation the user sees.")
+set(CPACK_DEBIAN_EXAMPLES_PACKAGE_NAME keomobile-examples)
+set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION devel)
+set(CPACK_COMPONENT_EXAMPLES_DEPENDS runtime qml)
+# What the Qt Quick example imports and the players decode with, which dpkg-shlibdeps can't see.
+set(CPACK_DEBIAN_EXAMPLES_PACKAGE_DEPENDS "qml-module-qtquick2, qml-module-qtquick-controls2, \
+qml-module-qtquick-layouts, qml-module-qtmultimedia, libqt5multimedia5-plugins")
+set(CPACK_COMPONENT_EXAMPLES_DESCRIPTION "measurement library for native applications: examples
+keo-console-example, a command; the Qt Widgets and Qt Quick examples with a launcher each in the
+menu. They send to a collector at 127.0.0.1:8080 (keo-collector --port 8080).")
 include(CPack)
