@@ -17,6 +17,9 @@ else
 fi
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
+# Whether a command's output holds a line that grep matches, read to its end: grep -q leaves at
+# the first match, and a command still writing then dies of SIGPIPE, a failure under pipefail.
+holds() { grep "$@" >/dev/null; }
 
 # Runs a built consumer in a fresh application directory against the collector program: its
 # launch and its screen must arrive, the screen with the context it set through the library.
@@ -87,7 +90,7 @@ shared_build)
     ;;
 shared_abi)
     lib=$shared/libkeomobile$suffix.so.4.0.0
-    readelf -d "$lib" | grep -qF "Library soname: [libkeomobile$suffix.so.4]" || fail "soname"
+    readelf -d "$lib" | holds -F "Library soname: [libkeomobile$suffix.so.4]" || fail "soname"
     # Every exported symbol belongs to the public interface or a platform call hosts make; the
     # platform's C calls, which only the library makes, stay hidden. Weak instances of the
     # standard library's templates (Qt 6's QMap is a std::map) keep the default visibility that
@@ -99,7 +102,7 @@ shared_abi)
     ;;
 shared_consumer)
     cmake_consumer fp-shared "$shared-prefix"
-    readelf -d "$work/fp-shared/keo-console-example" | grep -qF "[libkeomobile$suffix.so.4]" ||
+    readelf -d "$work/fp-shared/keo-console-example" | holds -F "[libkeomobile$suffix.so.4]" ||
         fail "not shared"
     ;;
 deb)
@@ -136,7 +139,7 @@ qml_module)
     cmake -S "$KEO_SOURCE/examples/quick" -B "$work/quick" -DCMAKE_PREFIX_PATH="$root/usr" \
         -DKEOMOBILE_QT_MAJOR="$major" >/dev/null
     cmake --build "$work/quick"
-    strings -el "$work/quick/keo-quick-example" | grep -qxF "$root/usr/lib/$arch/qt$major/qml" ||
+    strings -el "$work/quick/keo-quick-example" | holds -xF "$root/usr/lib/$arch/qt$major/qml" ||
         fail "the example looks for the module elsewhere"
     ;;
 side_by_side)
@@ -152,8 +155,8 @@ side_by_side)
     cmake --install "$KEO_BUILD" --prefix "$both" >/dev/null
     cmake_consumer both-qt5 "$both" 5
     cmake_consumer both-qt6 "$both" 6
-    ldd "$work/both-qt5/keo-console-example" | grep -q libQt5Core || fail "Qt 5 example"
-    ldd "$work/both-qt6/keo-console-example" | grep -q libQt6Core || fail "Qt 6 example"
+    ldd "$work/both-qt5/keo-console-example" | holds libQt5Core || fail "Qt 5 example"
+    ldd "$work/both-qt6/keo-console-example" | holds libQt6Core || fail "Qt 6 example"
     shared_files() { for deb in "$@"; do dpkg-deb -c "$deb"; done | grep -v '^d' |
         awk '{print $NF}' | sort; }
     common=$(comm -12 <(shared_files "$qt5"/tests/package/shared/*.deb) \
