@@ -79,13 +79,13 @@ protected:
         player.position = at;
         emit player.positionChanged();
     }
-    // What the library was told, without its own monitor's ticks: "EVENT@offset, ...".
+    // What the library was told, without its own monitor's ticks: "EVENT offset=N, ...".
     static std::string told() {
         std::lock_guard<std::mutex> guard(media_script::seenMutex);
         QStringList events;
         for (const QString &seen : media_script::seen)
-            if (!seen.contains(" MONITOR@"))
-                events << seen.section(' ', 1, 1);
+            if (seen.section(' ', 1, 1) != "MONITOR")
+                events << seen.section(' ', 1, 2);
         return events.join(", ").toStdString();
     }
 
@@ -111,7 +111,7 @@ TEST_F(MediaPlayerReports, PositionsToldLateBunchedOrStaleThatCatchUpWithPlaying
     handled();
     emit player.positionChanged();
     handled();
-    EXPECT_EQ(told(), "OPEN@0, STOP@2.4");
+    EXPECT_EQ(told(), "OPEN offset=0, STOP offset=2.4");
 }
 
 TEST_F(MediaPlayerReports, JumpBeyondWhatPlayingExplainsIsASeekEvenWhenToldLate) {
@@ -123,9 +123,9 @@ TEST_F(MediaPlayerReports, JumpBeyondWhatPlayingExplainsIsASeekEvenWhenToldLate)
     handled();
     const std::string seek = told();
     EXPECT_EQ(QString::fromStdString(seek)
-                  .replace(QRegularExpression("STOP@[0-9.]+"), "STOP")
+                  .replace(QRegularExpression("STOP offset=[0-9.]+"), "STOP")
                   .toStdString(),
-              "OPEN@0, STOP, PLAY@50.1");
+              "OPEN offset=0, STOP, PLAY offset=50.1");
 }
 
 TEST_F(MediaPlayerReports, PlayAfterTheEndStartsWhereThePlayerWentBackToNotWhereItEnded) {
@@ -142,7 +142,7 @@ TEST_F(MediaPlayerReports, PlayAfterTheEndStartsWhereThePlayerWentBackToNotWhere
     handled();
     reportPosition(0);
     handled();
-    EXPECT_EQ(told(), "OPEN@0, CLOSE@60, OPEN@0");
+    EXPECT_EQ(told(), "OPEN offset=0, CLOSE offset=60, OPEN offset=0");
 }
 
 #include "test_media_player_reports.moc"
