@@ -12,7 +12,18 @@
 
 #include <QMediaPlayer>
 
-class MediaTracker : public LoopbackTest, public testing::WithParamInterface<std::string> {};
+class MediaTracker : public LoopbackTest, public testing::WithParamInterface<std::string> {
+protected:
+    // The hits received so far, one line each, for a failure to show which one is missing.
+    std::string received() const {
+        std::string lines;
+        for (const collector::Hit &hit : server.hits())
+            lines += var(hit, "pe") + " " + ctx(hit, "a.media.name") + " view=" +
+                     ctx(hit, "a.media.view") + " milestone=" + ctx(hit, "a.media.milestone") +
+                     " complete=" + ctx(hit, "a.media.complete") + "\n";
+        return lines;
+    }
+};
 
 TEST_P(MediaTracker, ViewsMilestonesPausesSeeksEndsAndSourcesArriveAsPlayed) {
     configure(true);
@@ -39,10 +50,11 @@ TEST_P(MediaTracker, ViewsMilestonesPausesSeeksEndsAndSourcesArriveAsPlayed) {
                                      "QT_QPA_PLATFORM=offscreen", "QT_QUICK_BACKEND=software"},
             QStringList{KEO_QML_FILE, GetParam().c_str()}, QProcess::MergedChannels, KEO_QML_HOST);
         ASSERT_EQ(waitForHits(10, std::chrono::seconds(60)).size(), 10u)
-            << host->output().toStdString(); // says where the host's run got stuck
+            << host->output().toStdString() // says where the host's run got stuck
+            << received();
     }
     const std::vector<collector::Hit> hits = waitForHits(10);
-    ASSERT_EQ(hits.size(), 10u);
+    ASSERT_EQ(hits.size(), 10u) << received();
     // The view, with the length that the player found in the clip; the milestones.
     expectPairs(hits[0], "pe=m_s; a.media.view=true; a.media.name=clip.ogv; a.media.length=8; "
                          "a.media.segment=M:0-25; a.media.milestone=<missing>");
