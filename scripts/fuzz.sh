@@ -9,9 +9,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-20}
 shift || true
 targets=("$@")
-# fuzz_json is built and run by name: a 30 s run in CI ended with LeakSanitizer reporting 1,272
-# bytes that Qt had allocated, at exit, not yet traced; until it is, it would fail every run.
-[ ${#targets[@]} -eq 0 ] && targets=(fuzz_context fuzz_startup_files fuzz_media)
+[ ${#targets[@]} -eq 0 ] && targets=(fuzz_context fuzz_json fuzz_startup_files fuzz_media)
 
 major=${KEOMOBILE_QT_MAJOR:-5}
 out=build-fuzz
@@ -31,8 +29,14 @@ fuzz_one() {
   # New inputs go to a scratch corpus, so the committed seeds only change by hand.
   local work=$out/corpus/${target#fuzz_}
   mkdir -p "$work"
-  "$out"/fuzz/"$target" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
-    -artifact_prefix="$out"/artifacts/"$target"- -print_final_stats=1 "$work" "$seeds" \
+  local env=()
+  # Qt 5's JSON parser leaks on a repeated key (see the file); telling its frames apart needs
+  # the slow unwinder, as Qt is built without frame pointers: the target runs at about 40% pace.
+  if [ "$target" = fuzz_json ] && [ "$major" = 5 ]; then
+    env=(ASAN_OPTIONS=fast_unwind_on_malloc=0 LSAN_OPTIONS=suppressions=$PWD/fuzz/qt5-json-parser.supp)
+  fi
+  env "${env[@]}" "$out"/fuzz/"$target" -max_total_time="$seconds" -timeout=10 \
+    -max_len=4096 -artifact_prefix="$out"/artifacts/"$target"- -print_final_stats=1 "$work" "$seeds" \
     >"$out/$target.log" 2>&1
 }
 
