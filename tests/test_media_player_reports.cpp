@@ -7,6 +7,7 @@
 #include <KEOMediaTracker.h>
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QUrl>
 
@@ -22,16 +23,8 @@ class ReportingPlayer : public QObject {
     Q_PROPERTY(QUrl source MEMBER source NOTIFY sourceChanged)
 
 public:
-    enum Status {
-        NoMedia,
-        LoadingMedia,
-        LoadedMedia,
-        StalledMedia,
-        BufferingMedia,
-        BufferedMedia,
-        EndOfMedia,
-        InvalidMedia
-    };
+    // Those the tests tell, which the tracker reads by their names.
+    enum Status { NoMedia, LoadingMedia, LoadedMedia, BufferedMedia, EndOfMedia };
     Q_ENUM(Status)
     enum { Stopped, Playing, Paused };
 
@@ -100,7 +93,7 @@ TEST_F(MediaPlayerReports, PositionsToldLateBunchedOrStaleThatCatchUpWithPlaying
     play(0);
     reportPosition(200), reportPosition(400), reportPosition(600); // bunched
     handled();
-    // Nothing told for a while, then the old position again with a status.
+    // Nothing told for a while, short of the stall time, then the old position again with a status.
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     emit player.mediaStatusChanged();
     handled();
@@ -143,6 +136,35 @@ TEST_F(MediaPlayerReports, PlayAfterTheEndStartsWhereThePlayerWentBackToNotWhere
     reportPosition(0);
     handled();
     EXPECT_EQ(told(), "OPEN offset=0, CLOSE offset=60, OPEN offset=0");
+}
+
+TEST_F(MediaPlayerReports, PlayingWithItsPositionStillIsAStopThereUntilThePositionMoves) {
+    media_script::run("delegate|PLAY|track"); // a hit at the play again: the seconds until then
+    QElapsedTimer clock;
+    clock.start();
+    play(0); // and stuck at its start, as Qt 6.4's GStreamer players can be, told again and again
+    qint64 stoppedAt = -1;
+    while (clock.elapsed() < 4000) {
+        reportPosition(0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        handled();
+        if (stoppedAt < 0 && told() != "OPEN offset=0")
+            stoppedAt = clock.elapsed();
+    }
+    EXPECT_GE(stoppedAt, 2000); // not before the stall time
+    reportPosition(100);        // it moves: it plays from there
+    handled();
+    player.state = ReportingPlayer::Paused, player.position = 1100;
+    emit player.playbackStateChanged(), emit player.positionChanged();
+    handled();
+    tracker.setPlayer(nullptr);
+    EXPECT_EQ(told(), "OPEN offset=0, STOP offset=0, PLAY offset=0.1, STOP offset=1.1, "
+                      "CLOSE offset=1.1");
+    // Of the 4 s stuck, only what the monitor counted before the stop, on its whole-second
+    // clock; after it, the 1 s played and nothing more.
+    const std::vector<collector::Hit> hits = waitForHits(3);
+    expectPairs(hits[1], "a.media.timePlayed=<missing>|1|2|3");
+    expectPairs(hits[2], "pe=m_i; a.media.timePlayed=1");
 }
 
 #include "test_media_player_reports.moc"

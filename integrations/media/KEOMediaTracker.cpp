@@ -17,6 +17,10 @@ enum { Stopped = 0, Playing = 1 };
 // unknown status and numbers the others one lower, and the players name them differently
 // (LoadedMedia, Loaded), so a status is taken by its name where the player gives one.
 enum { Loaded = 3, Buffered = 6, EndOfMedia = 7, InvalidMedia = 8 };
+// How long a player that says it plays may keep its position before it is taken as stalled
+// (Qt 6.4's GStreamer players can say so and sit at their start for over 20 s), in ms: twice the
+// second between the positions that Qt 5's players tell, a busy machine telling them late.
+constexpr int stallTime = 2000;
 
 int statusByName(QByteArray name) {
     static const char *const names[] = {"Unknown",   "No",       "Loading", "Loaded", "Stalled",
@@ -36,6 +40,8 @@ KEOMediaAnalytics *media() {
 
 KEOMediaTracker::KEOMediaTracker(QObject *player, QObject *parent) : QObject(parent) {
     _since.start();
+    _watchdog.setSingleShot(true);
+    connect(&_watchdog, &QTimer::timeout, this, &KEOMediaTracker::watch);
     setPlayer(player);
 }
 
@@ -146,11 +152,13 @@ void KEOMediaTracker::follow() {
     if (_length > 0)
         expected = std::min(expected, _length);
     _stale = _stale && status >= Loaded;
+    // A player stopped as stalled is believed again once its position moves.
+    _stalled = _stalled && state == Playing && position == _position;
     // Played again after the end, a player may say it plays before it tells that it has gone
     // back: where the item ended is where nothing starts.
     const bool leftEnd = _playing || _endedAt <= 0 || position < _endedAt;
-    const bool playing =
-        state == Playing && !_stale && status >= Loaded && status <= Buffered && leftEnd;
+    const bool playing = state == Playing && !_stale && !_stalled && status >= Loaded &&
+                         status <= Buffered && leftEnd;
     const bool wasPlaying = _playing;
 
     if (status == EndOfMedia || status == InvalidMedia) {
@@ -183,6 +191,25 @@ void KEOMediaTracker::follow() {
     if (position != _position || _playing != wasPlaying)
         _since.restart();
     _position = position;
+    // Armed once per stall time while playing, not at every position: watch() looks at the clock.
+    if (!_playing)
+        _watchdog.stop();
+    else if (!_watchdog.isActive())
+        _watchdog.start(stallTime);
+}
+
+void KEOMediaTracker::watch() {
+    follow(); // what the player has told and not yet been looked at comes first
+    const qint64 still = _since.elapsed();
+    if (!_playing || still < stallTime) {
+        if (_playing)
+            _watchdog.start(int(stallTime - still));
+        return;
+    }
+    _watchdog.stop();
+    media()->stop(_open, _position);
+    _playing = false, _stalled = true;
+    _since.restart();
 }
 
 void KEOMediaTracker::failed() {
@@ -203,6 +230,7 @@ void KEOMediaTracker::closeItem() {
     if (!_open.isEmpty())
         media()->close(_open);
     _open.clear();
-    _playing = false;
+    _playing = _stalled = false;
+    _watchdog.stop();
     _length = -1.0;
 }

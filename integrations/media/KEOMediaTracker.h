@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QTimer>
 #include <QUrl>
 #include <QVariant>
 
@@ -25,13 +26,17 @@
 /// | pauses or stops                             | stop at the position                         |
 /// | jumps while playing                         | stop where it was, play where it lands       |
 /// | jumps while paused                          | nothing; the play at resume has the position |
+/// | says it plays, its position still for 2 s   | stop where it last was; play once it moves   |
 /// | reaches the end                             | stop at the end, close                       |
 /// | changes source, fails, or is destroyed      | close                                        |
 ///
 /// A jump is a change of position that playing cannot explain: more than the time since the
 /// position last moved plus one second, so that positions told late, in bunches or not at all
-/// for a while are no jump. A play after the end opens the item again, as a new view, from the
-/// first position the player tells that is not where the item ended.
+/// for a while are no jump. A player that says it plays is believed while its position moves:
+/// one whose position has stayed put for the stall time (2 s) is stopped where it last was, as if
+/// paused, so that the library's monitor counts a stall only until it is found, not for as long
+/// as it lasts. A play after the end opens the item again, as a new view, from the first position
+/// the player tells that is not where the item ended.
 ///
 /// The tracker and its player live on one thread, which makes every report, one at a time, from
 /// its event loop as soon as the player has told a change (so that thread needs an event loop).
@@ -111,6 +116,8 @@ private Q_SLOTS:
     void failed();
     // The player is going: its properties can no longer be read.
     void playerDestroyed();
+    // The item has played for the stall time since its position last moved, by the clock.
+    void watch();
 
 private:
     static bool hasProperty(const QObject *object, const char *name);
@@ -131,8 +138,10 @@ private:
     bool _ad = false;
     double _parentPodPosition = 0.0;
 
-    QString _open;         // the item open in the library, empty for none
-    bool _playing = false; // its last report was a play
+    QString _open;          // the item open in the library, empty for none
+    bool _playing = false;  // its last report was a play
+    bool _stalled = false;  // it was stopped as stalled, and its position has not moved since
+    QTimer _watchdog{this}; // runs while the item plays, to find it stalled
     double _length = -1.0;
     double _position = 0.0; // seconds, as the player last told it
     QElapsedTimer _since;   // since that position moved, or the item started or stopped playing
