@@ -138,6 +138,20 @@ TEST_F(MediaPlayerReports, PlayAfterTheEndStartsWhereThePlayerWentBackToNotWhere
     EXPECT_EQ(told(), "OPEN offset=0, CLOSE offset=60, OPEN offset=0");
 }
 
+TEST_F(MediaPlayerReports, EndToldFarShortOfTheLengthIsAStopWhereTheItemGotNoComplete) {
+    play(0);
+    reportPosition(1000);
+    handled();
+    player.state = ReportingPlayer::Stopped, player.status = ReportingPlayer::EndOfMedia;
+    player.position = 0; // an end at the start, as a stalled player may tell it
+    emit player.playbackStateChanged(), emit player.mediaStatusChanged();
+    handled();
+    const QRegularExpression endedAtOne(
+        "^OPEN offset=0, STOP offset=(1[.0-9]*), CLOSE offset=\\1$");
+    EXPECT_TRUE(endedAtOne.match(QString::fromStdString(told())).hasMatch()) << told();
+    expectPairs(waitForHits(2)[1], "pe=m_i; a.media.complete=<missing>");
+}
+
 TEST_F(MediaPlayerReports, PlayingWithItsPositionStillIsAStopThereUntilThePositionMoves) {
     media_script::run("delegate|PLAY|track"); // a hit at the play again: the seconds until then
     QElapsedTimer clock;

@@ -162,8 +162,13 @@ void KEOMediaTracker::follow() {
     const bool wasPlaying = _playing;
 
     if (status == EndOfMedia || status == InvalidMedia) {
+        // The end of the item once it is near, as the player may have gone back to its start by
+        // the time it tells the end; an end told far short of where playing could have taken the
+        // item (a player that ends as it starts) is a stop where it got to, no complete.
+        const bool nearEnd = std::max(expected, position) >= _length - stallTime / 1000.0;
         if (_playing)
-            media()->stop(_open, status == EndOfMedia && _length > 0 ? _length : expected);
+            media()->stop(_open,
+                          status == EndOfMedia && _length > 0 && nearEnd ? _length : expected);
         if (!_open.isEmpty() || status != EndOfMedia)
             _endedAt = status == EndOfMedia ? position : -1.0;
         closeItem();

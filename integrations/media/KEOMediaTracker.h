@@ -28,6 +28,7 @@
 /// | jumps while paused                          | nothing; the play at resume has the position |
 /// | says it plays, its position still for 2 s   | stop where it last was; play once it moves   |
 /// | reaches the end                             | stop at the end, close                       |
+/// | tells its end over 2 s short of reaching it | stop where it got to, close (no complete)    |
 /// | changes source, fails, or is destroyed      | close                                        |
 ///
 /// A jump is a change of position that playing cannot explain: more than the time since the
