@@ -387,16 +387,53 @@ static void lockForInsert() {
     }
 }
 
+static thread_local int _nextMark = 0;
+
+void KEOAnalyticsWorker::markNextInsert(int mark) {
+    _nextMark = mark;
+}
+
+// The mark goes into the database header's user version, which no row holds, so delivering the
+// hit leaves it; true when the hit and the mark were committed together.
+static bool insertMarked(int mark) {
+    if (sqlite3_exec(_offlineDB, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK)
+        return false;
+    const QByteArray setMark = "PRAGMA user_version=" + QByteArray::number(mark);
+    if (sqlite3_step(_preparedInsertStatement) == SQLITE_DONE &&
+        sqlite3_exec(_offlineDB, setMark.constData(), nullptr, nullptr, nullptr) == SQLITE_OK &&
+        sqlite3_exec(_offlineDB, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK)
+        return true;
+    sqlite3_exec(_offlineDB, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_reset(_preparedInsertStatement); // bindings kept for the plain insert
+    return false;
+}
+
 void KEOAnalyticsWorker::queueUtf8(const QByteArray &url) {
+    const int mark = _nextMark;
+    _nextMark = 0;
     lockForInsert();
     char timestamp[32];
     snprintf(timestamp, sizeof(timestamp), "%ld", KEOStatic::timeSince1970());
     // Bound without a copy: both texts outlive the step, and the bindings are cleared after it.
     sqlite3_bind_text(_preparedInsertStatement, 1, url.constData(), -1, SQLITE_STATIC);
     sqlite3_bind_text(_preparedInsertStatement, 2, timestamp, -1, SQLITE_STATIC);
-    if (sqlite3_step(_preparedInsertStatement) != SQLITE_DONE)
+    // A mark that can't be committed leaves the hit to the plain insert: the hit comes first.
+    if (!(mark != 0 && insertMarked(mark)) && sqlite3_step(_preparedInsertStatement) != SQLITE_DONE)
         KEOStatic::logError("Analytics - Unable to insert url(%s)", url.constData());
     clearAndReset(_preparedInsertStatement);
     pthread_mutex_unlock(&_dbMutex);
     _bringOnline();
+}
+
+int KEOAnalyticsWorker::lastMark() {
+    lockForInsert();
+    sqlite3_stmt *statement = nullptr;
+    int mark = 0;
+    if (sqlite3_prepare_v2(_offlineDB, "PRAGMA user_version", -1, &statement, nullptr) ==
+            SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW)
+        mark = sqlite3_column_int(statement, 0);
+    sqlite3_finalize(statement);
+    pthread_mutex_unlock(&_dbMutex);
+    return mark;
 }

@@ -18,6 +18,12 @@ public:
     void queue(QString url);
     // The same for a URL already in UTF-8, the form the table stores; url is only read.
     void queueUtf8(const QByteArray &url);
+    // Commits mark with the calling thread's next stored hit, in one transaction, so that the
+    // hit and its mark are both in the table or neither is (0 takes it back). Any thread.
+    static void markNextInsert(int mark);
+    // The mark of the last hit stored with one, by any process sharing the table; 0 for none.
+    // Any thread.
+    int lastMark();
 
 private:
     KEOAnalyticsWorker();

@@ -1,6 +1,7 @@
 #include "KEOLifecycle.h"
 
 #include "KEOAnalytics.h"
+#include "KEOAnalyticsWorker.h"
 #include "KEOLifecycleRegistry.h"
 #include "KEOMobileConfig.h"
 #include "KEOSharedPreferences.h"
@@ -12,9 +13,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRandomGenerator>
 #include <QString>
 #include <QStringList>
 
+#include <climits>
 #include <cstdint>
 
 // Preference keys: the whole state that links one run of the application to the next.
@@ -176,8 +179,9 @@ static void _resetLifecycleFlags(QString appVersion, long now) {
 // Several processes of one application. The application is in front while any of its processes
 // is; only the first of them to come to the front may launch, and a process that died in front
 // is a crash for the next launch to report. A launch changes its keys before its hit is stored:
-// the registry's journal keeps their former values until the hit is stored, so that the launch
-// of a process killed in between is taken back whole, and the rest of a stored one is finished.
+// the registry's journal keeps their former values and a mark that the hit commits with it, so
+// that the launch of a process killed before that commit is taken back whole, and the rest of a
+// stored one is finished, however soon after the commit the kill came.
 
 // The keys that a launch changes before its hit is stored.
 static const QStringList LAUNCH_KEYS = {
@@ -185,9 +189,11 @@ static const QStringList LAUNCH_KEYS = {
     DEFAULTS_KEY_UPGRADEDATE, DEFAULTS_KEY_LAUNCHESAFTERUPGRADE, DEFAULTS_KEY_PAUSETIME,
     DEFAULTS_KEY_STARTTIME};
 
-static QByteArray _launchRecord(const QString &appVersion, long now, const QJsonObject &before) {
+static QByteArray _launchRecord(const QString &appVersion, long now, const QJsonObject &before,
+                                int mark) {
     QJsonObject record;
     record["slot"] = KEOLifecycleRegistry::ownSlot();
+    record["mark"] = mark;
     record["version"] = appVersion;
     record["now"] = static_cast<double>(now);
     record["before"] = before;
@@ -209,7 +215,11 @@ static void _settleDeadLaunch() {
         return;
     }
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
-    const bool stored = state == KEOLifecycleRegistry::LAUNCH_STORED;
+    // A launch killed between storing its hit and saying so is told by the mark its hit
+    // committed.
+    const int mark = record.value("mark").toInt();
+    const bool stored = state == KEOLifecycleRegistry::LAUNCH_STORED ||
+                        (mark != 0 && KEOAnalyticsWorker::sharedInstance()->lastMark() == mark);
     if (stored) {
         _resetLifecycleFlags(record.value("version").toString(),
                              static_cast<long>(record.value("now").toDouble()));
@@ -233,7 +243,7 @@ static void _settleDeadLaunch() {
 // Decides, under one Hold, whether this return to the front is a launch; if so fills data with
 // its metrics and journals it (journaled: in the registry). A resume or a join changes what it
 // must and returns false.
-static bool _beginStart(QHash<QString, QString> *data, bool *journaled, const QDateTime &date,
+static bool _beginStart(QHash<QString, QString> *data, int *journaled, const QDateTime &date,
                         const QString &appVersion, const QString &appName) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
     KEOSharedPreferences::Hold hold;
@@ -276,10 +286,11 @@ static bool _beginStart(QHash<QString, QString> *data, bool *journaled, const QD
         for (const QString &key : LAUNCH_KEYS)
             if (prefs->contains(key))
                 before[key] = prefs->getString(key);
+        // Any number but 0, and another than the last launch's.
+        *journaled = static_cast<int>(QRandomGenerator::system()->bounded(1, INT_MAX));
         KEOLifecycleRegistry::setJournal(
-            _launchRecord(appVersion, KEOStatic::timeSince1970(), before));
+            _launchRecord(appVersion, KEOStatic::timeSince1970(), before, *journaled));
         KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::LAUNCH_PENDING);
-        *journaled = true;
         for (int crashed : others.crashed)
             KEOLifecycleRegistry::mark(crashed, KEOLifecycleRegistry::REPORTING);
     }
@@ -321,16 +332,18 @@ void KEOLifecycle::start() {
     // Two-argument arg(): a name that holds "%2" is not expanded a second time.
     const QString appName = QString("%1 (%2)").arg(KEOStatic::getApplicationName(), appVersion);
     QHash<QString, QString> contextData;
-    bool journaled = false;
+    int journaled = 0; // the launch's mark when it is journaled
     if (!_beginStart(&contextData, &journaled, date, appVersion, appName))
         return;
-    // Stored outside the Hold: storing takes the hit table's own locks.
+    // Stored outside the Hold: storing takes the hit table's own locks. The hit commits the
+    // journal's mark with it, so that a kill from then on finishes this launch.
+    KEOAnalyticsWorker::markNextInsert(journaled);
     KEOAnalytics::trackInternal("Lifecycle", contextData, QHash<QString, QString>());
-    // At once, before any lock: a kill from here on finishes this launch instead of taking it
-    // back. The state is this process's alone while its launch is in progress.
+    KEOAnalyticsWorker::markNextInsert(0); // a hit that was never stored leaves no mark pending
+    // The state is this process's alone while its launch is in progress.
     if (journaled)
         KEOLifecycleRegistry::setLaunchState(KEOLifecycleRegistry::LAUNCH_STORED);
-    _endLaunch(appVersion, journaled);
+    _endLaunch(appVersion, journaled != 0);
 }
 
 void KEOLifecycle::stop() {

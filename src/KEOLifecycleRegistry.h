@@ -40,7 +40,7 @@ public:
     // The state of the launch in progress, the journal page's last byte, written on its own so
     // that a reader sees either the old state or the new one.
     static constexpr char NO_LAUNCH = '\0';
-    static constexpr char LAUNCH_PENDING = 'P'; // counters changed, hit not stored yet
+    static constexpr char LAUNCH_PENDING = 'P'; // counters changed; hit stored if it has the mark
     static constexpr char LAUNCH_STORED = 'S';  // hit stored, flags not reset yet
     static char launchState();
     // One write; any thread, even without the Hold, while this process's launch is in progress.
