@@ -241,8 +241,8 @@ static void _settleDeadLaunch() {
 }
 
 // Decides, under one Hold, whether this return to the front is a launch; if so fills data with
-// its metrics and journals it (journaled: in the registry). A resume or a join changes what it
-// must and returns false.
+// its metrics and journals it (journaled: its journal's mark in the registry, 0 for none). A
+// resume or a join changes what it must and returns false.
 static bool _beginStart(QHash<QString, QString> *data, int *journaled, const QDateTime &date,
                         const QString &appVersion, const QString &appName) {
     KEOSharedPreferences *prefs = KEOSharedPreferences::sharedInstance();
