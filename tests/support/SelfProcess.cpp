@@ -66,9 +66,11 @@ void SelfProcess::report(const std::string &line) {
 std::vector<std::string> SelfProcess::fakeClock(const std::string &clock,
                                                 const std::vector<std::string> &more) {
     const char *asan = getenv("ASAN_OPTIONS");
-    // libfaketime must come before the sanitizer's runtime here, which it accepts when told.
+    // libfaketime must come before the sanitizer's runtime here, which it accepts when told. Its
+    // thread-safe build: the plain one, reading the clock file afresh in two threads at once,
+    // now and then gives one of them the real time (a launch under load got StartTime = now).
     std::vector<std::string> entries{
-        "LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1", clock,
+        "LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1", clock,
         "FAKETIME_DONT_FAKE_MONOTONIC=1",
         std::string("ASAN_OPTIONS=") + (asan ? std::string(asan) + ":" : "") +
             "verify_asan_link_order=0"};
